@@ -1,0 +1,234 @@
+#include "daemon/DeviceInterface.h"
+#include "daemon/JobsManagerDaemon.h"
+#include "device/ManagedDevice.h"
+#include "fsutil/Paths.h"
+
+#include <algorithm>
+#include <syslog.h>
+
+using buslink_utils::PropertyMap;
+using Storaged::StorageDaemonDbusHandler;
+
+namespace JobsManagerD {
+namespace {
+
+template <typename Devices>
+JobsManagerDaemon::Device FindBy(const Devices& devices, const std::string& (ManagedDevice::*getKey)() const,
+                                 const std::string& key) {
+    const auto found = std::ranges::find_if(devices, [&](const auto& device) { return ((*device).*getKey)() == key; });
+    return found == devices.end() ? nullptr : *found;
+}
+
+/// A property of a type that the service does not expect throws std::bad_any_cast, which ends the process.
+template <typename T>
+T Value(const PropertyMap& properties, const char* name) {
+    return std::any_cast<T>(properties.at(name));
+}
+
+} // namespace
+
+JobsManagerDaemon::Device JobsManagerDaemon::FindDevice(const std::string& deviceID) const {
+    return FindBy(devices, &ManagedDevice::GetDeviceId, deviceID);
+}
+
+JobsManagerDaemon::Device JobsManagerDaemon::FindDeviceByStoragePath(const std::string& storagePath) const {
+    return FindBy(devices, &ManagedDevice::GetStoragePath, storagePath);
+}
+
+JobsManagerDaemon::Device JobsManagerDaemon::FindDeviceByObjectPath(const std::string& objectPath) const {
+    return FindBy(devices, &ManagedDevice::GetDbusPath, objectPath);
+}
+
+int32_t JobsManagerDaemon::_ReadStorageProperties(ManagedDevice& device) const {
+    constexpr const char* message = "%s Failed to read StorageDevice Property '%s', exit";
+    constexpr const char* method = "RegisterManagedDeviceDbusObject";
+    const std::string& path = device.GetStoragePath();
+    std::string mountPoint;
+    if (StorageDaemonDbusHandler::GetMountPoint(path, mountPoint) < 0) {
+        syslog(LOG_ERR, message, method, "MountPoint");
+        return -1;
+    }
+    device.SetMountPoint(mountPoint);
+    std::string id;
+    if (StorageDaemonDbusHandler::GetId(path, id) < 0) {
+        syslog(LOG_ERR, message, method, "Id");
+        return -1;
+    }
+    device.SetDbusPath(std::string(managerPath) + "/" + id);
+    device.SetDeviceId(id);
+    bool readOnly = false;
+    if (StorageDaemonDbusHandler::GetReadOnly(path, readOnly) < 0) {
+        syslog(LOG_ERR, message, method, "ReadOnly");
+        return -1;
+    }
+    device.SetReadOnly(readOnly);
+    return 0;
+}
+
+int32_t JobsManagerDaemon::_PutOnBus(ManagedDevice& device) {
+    BuildDeviceVtable(device.GetDbusVtable());
+    syslog(LOG_INFO, "%s Creating d-bus object for device: %s.", "RegisterManagedDeviceDbusObject",
+           device.GetDbusPath().c_str());
+    const int result = WithBus([this, &device](sd_bus* connection) {
+        return sd_bus_add_object_vtable(connection, Buslink::Out(device.GetDbusSlot()), device.GetDbusPath().c_str(),
+                                        deviceInterface, device.GetDbusVtable().data(), this);
+    });
+    if (result >= 0)
+        return result;
+    syslog(LOG_ERR, "%s Failed to create table, exit (%d)", "RegisterManagedDeviceDbusObject", result);
+    return -2;
+}
+
+int32_t JobsManagerDaemon::RegisterManagedDeviceDbusObject(const std::string& storageObjectPath) {
+    const auto device = std::make_shared<ManagedDevice>();
+    device->SetStoragePath(storageObjectPath);
+    int32_t result = _ReadStorageProperties(*device);
+    if (result >= 0)
+        result = _PutOnBus(*device);
+    if (result < 0)
+        return result;
+    device->RegisterFileHandlers();
+    result = WithBus([this, &device](sd_bus* connection) {
+        devices.push_back(device);
+        return sd_bus_emit_object_added(connection, device->GetDbusPath().c_str());
+    });
+    if (result < 0) {
+        // The device stays registered and on the bus, without its signals.
+        syslog(LOG_ERR, "%s Failed to emit obj added, exit (%d)", "RegisterManagedDeviceDbusObject", result);
+        return -2;
+    }
+    _ConnectDeviceSignals(*device);
+    return result;
+}
+
+int32_t JobsManagerDaemon::DeviceRemoved(const std::string& storageObjectPath) {
+    const Device device = FindDeviceByStoragePath(storageObjectPath);
+    if (!device) {
+        syslog(LOG_ERR,
+               "JobsManagerDaemon::DeviceRemoved - no corresponding Managed Device for removed storage device %s",
+               storageObjectPath.c_str());
+        return 0;
+    }
+    if (device->HasCurrentJob()) {
+        device->CloseJob(device->GetCurrentJobID());
+        currentJobDevice = nullptr;
+    }
+    const std::string deviceID = device->GetDeviceId();
+    device->Cancel();
+    syslog(LOG_INFO, "%s - Removing %s", "DeviceRemoved", device->GetDbusPath().c_str());
+    WithBus([this, &device](sd_bus* connection) {
+        device->GetDbusSlot().reset();
+        const int result = sd_bus_emit_object_removed(connection, device->GetDbusPath().c_str());
+        std::erase(devices, device);
+        return result;
+    });
+    if (deviceID == targetDeviceID)
+        SelectTargetDevice();
+    return 0;
+}
+
+void JobsManagerDaemon::_StorageRemoved(const std::string& storageObjectPath) {
+    syslog(LOG_INFO, "Jobs Manager Daemon: Storage removed - Path %s", storageObjectPath.c_str());
+    DeviceRemoved(storageObjectPath);
+}
+
+void JobsManagerDaemon::StoragePropertiesChanged(const std::string& storageObjectPath, PropertyMap& properties) {
+    if (properties.contains("IsMounted")) {
+        for (const auto& [name, value] : properties)
+            syslog(LOG_INFO, "%s - storageObjPath: %s. Name %s", "StoragePropertiesChanged", storageObjectPath.c_str(),
+                   name.c_str());
+        if (Value<bool>(properties, "IsMounted")) {
+            _StorageMounted(storageObjectPath, properties);
+        } else {
+            syslog(LOG_INFO, "Storage Unmounted.");
+            DeviceRemoved(storageObjectPath);
+        }
+        return;
+    }
+    if (!properties.contains("ReadOnly"))
+        return;
+    if (const Device device = FindDeviceByStoragePath(storageObjectPath)) {
+        const bool readOnly = Value<bool>(properties, "ReadOnly");
+        device->SetReadOnly(readOnly);
+        syslog(LOG_INFO, "Jobs Manager Daemon: Device %s filesystem read-only changed to %s",
+               device->GetDeviceId().c_str(), readOnly ? "true" : "false");
+    }
+}
+
+void JobsManagerDaemon::_StorageMounted(const std::string& storageObjectPath, const PropertyMap& properties) {
+    syslog(LOG_INFO, "Storage Mounted.");
+    if (!properties.contains("MountPoint"))
+        return;
+    syslog(LOG_INFO, "MountPoint: %s.", Value<std::string>(properties, "MountPoint").c_str());
+    if (FindDeviceByStoragePath(storageObjectPath))
+        return;
+    if (RegisterManagedDeviceDbusObject(storageObjectPath) < 0) {
+        syslog(LOG_ERR, "JobsManagerDaemon::StoragePropertiesChanged - RegisterManagedDeviceDbusObject() failed on %s.",
+               storageObjectPath.c_str());
+        return;
+    }
+    if (targetDeviceID.empty())
+        SelectTargetDevice();
+}
+
+void JobsManagerDaemon::ChangeTargetDevice(const std::string& deviceID) {
+    targetDeviceID = deviceID;
+    EmitTargetDeviceChanged();
+}
+
+void JobsManagerDaemon::SelectTargetDevice() {
+    std::string primary;
+    if (StorageDaemonDbusHandler::GetPrimaryDevice(primary) < 0) {
+        syslog(LOG_ERR, "JobsManagerDaemon::SelectTargetDevice - Failed to read primary device (GetPrimaryDevice).  "
+                        "Selecting target based on priority list");
+        primary.clear();
+    }
+    if (!primary.empty()) {
+        syslog(LOG_DEBUG, "JobsManagerDaemon::SelectTargetDevice - New Target is primary device with ID %s",
+               primary.c_str());
+        ChangeTargetDevice(primary);
+        return;
+    }
+    const std::string preferred = _PreferredDevice();
+    syslog(LOG_DEBUG, "JobsManagerDaemon::SelectTargetDevice - New Target ID %s.", preferred.c_str());
+    ChangeTargetDevice(preferred);
+}
+
+/// The first device of the storage service's list that is registered here; empty when none is.
+std::string JobsManagerDaemon::_PreferredDevice() const {
+    std::vector<std::string> available;
+    if (StorageDaemonDbusHandler::GetAvailableDevices(available) < 0) {
+        syslog(LOG_ERR, "JobsManagerDaemon::SelectTargetDevice - Failed to read priority ordered device list "
+                        "(GetAvailableDevices)");
+        available.clear();
+    }
+    const auto found =
+        std::ranges::find_if(available, [this](const std::string& id) { return FindDevice(id) != nullptr; });
+    return found == available.end() ? std::string() : *found;
+}
+
+void JobsManagerDaemon::SyncDestinationSynced(const std::string& path) {
+    _DeviceHolding(path, "SyncDestinationSynced", "synced destination");
+}
+
+void JobsManagerDaemon::JobFileSynced(const std::string& path) { _DeviceHolding(path, "JobFileSynced", "destination"); }
+
+/// The device on which a path that the sync service names lies; null, after a log line, when there is none.
+JobsManagerDaemon::Device JobsManagerDaemon::_DeviceHolding(const std::string& path, const char* slot,
+                                                            const char* destination) const {
+    std::string storagePath;
+    const int32_t result = StorageDaemonDbusHandler::GetPathFromFilename(path, storagePath);
+    if (result < 0) {
+        syslog(LOG_ERR, "Storage.GetPathFromFilename() failed %d", result);
+        syslog(LOG_ERR, "%s Storage device holding %s path %s not found", slot, destination, path.c_str());
+        return nullptr;
+    }
+    const std::string deviceID = FileName(storagePath);
+    const Device device = FindDevice(deviceID);
+    if (!device)
+        syslog(LOG_ERR, "%s Managed device %s holding %s path %s not found", slot, deviceID.c_str(), destination,
+               path.c_str());
+    return device;
+}
+
+} // namespace JobsManagerD

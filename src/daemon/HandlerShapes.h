@@ -1,0 +1,120 @@
+#pragma once
+
+#include "daemon/JobsManagerDaemon.h"
+#include "device/ManagedDevice.h"
+
+#include <string>
+#include <tuple>
+#include <vector>
+
+// The shapes of the manager's handlers. A shape is a template over the device operation that does the work: it finds
+// the device and the job that a call means, runs the operation, and gives the reply. So a new accessor is one row of
+// the interface table.
+
+namespace JobsManagerD {
+
+using Text = std::string;
+using CodeAndText = std::tuple<int32_t, std::string>;
+/// Code, total, autologs, images, photoTalks, videos.
+using CodeAndCounts = std::tuple<int32_t, int32_t, int32_t, int32_t, int32_t, int32_t>;
+
+/// The device that a call means: an empty ID is the target. Null when there is none.
+JobsManagerDaemon::Device DeviceOf(const JobsManagerDaemon& daemon, const Text& dev);
+
+/// Runs `operation(device)` on the device that a call means.
+template <typename Operation>
+int32_t OnDevice(const JobsManagerDaemon& daemon, const Text& dev, Operation operation) {
+    const JobsManagerDaemon::Device device = DeviceOf(daemon, dev);
+    return device ? operation(*device) : JOBS_RTN_DEVICE_NOT_FOUND;
+}
+
+/// Runs `operation(device, job ID)` on the job that a call means: an empty ID is the device's current job.
+template <typename Operation>
+int32_t OnJob(const JobsManagerDaemon& daemon, const Text& dev, const Text& job, Operation operation) {
+    return OnDevice(daemon, dev, [&](ManagedDevice& device) -> int32_t {
+        const Text jobID = job.empty() ? device.GetCurrentJobID() : job;
+        return jobID.empty() ? JOBS_RTN_NO_CURRENT_JOB : operation(device, jobID);
+    });
+}
+
+/// Runs `operation(device)` on the device of the current job.
+template <typename Operation>
+int32_t OnCurrentJob(const JobsManagerDaemon& daemon, Operation operation) {
+    const JobsManagerDaemon::Device device = daemon.CurrentJobDevice();
+    return device ? operation(*device) : JOBS_RTN_NO_CURRENT_JOB;
+}
+
+/// A code with a value that stays as it was made unless the operation succeeds.
+template <typename Value, typename Run>
+auto CodeAnd(Run run) {
+    Value value{};
+    const int32_t code = run(value);
+    return std::tuple<int32_t, Value>(code, code == JOBS_RTN_SUCCEEDED ? value : Value{});
+}
+
+CodeAndCounts CodeAndMediaCounts(int32_t code, const MediaCounts& counts);
+
+// Jobs
+
+template <auto get>
+CodeAndText GetJobText(JobsManagerDaemon& daemon, const Text& dev, const Text& job) {
+    return CodeAnd<Text>([&](Text& text) {
+        return OnJob(daemon, dev, job, [&](ManagedDevice& device, const Text& id) { return (device.*get)(id, text); });
+    });
+}
+
+template <auto set, typename Value = Text>
+int32_t SetJobValue(JobsManagerDaemon& daemon, const Text& dev, const Text& job, const Value& value) {
+    return OnJob(daemon, dev, job, [&](ManagedDevice& device, const Text& id) { return (device.*set)(id, value); });
+}
+
+template <auto change>
+int32_t ChangeJob(JobsManagerDaemon& daemon, const Text& dev, const Text& job) {
+    return OnJob(daemon, dev, job, [&](ManagedDevice& device, const Text& id) { return (device.*change)(id); });
+}
+
+// Media
+
+template <auto get>
+CodeAndText GetMediaText(JobsManagerDaemon& daemon, const Text& dev, const Text& job, const Text& media) {
+    return CodeAnd<Text>([&](Text& text) {
+        return OnJob(daemon, dev, job,
+                     [&](ManagedDevice& device, const Text& id) { return (device.*get)(id, media, text); });
+    });
+}
+
+template <auto set>
+int32_t SetMediaText(JobsManagerDaemon& daemon, const Text& dev, const Text& job, const Text& media, const Text& text) {
+    return OnJob(daemon, dev, job,
+                 [&](ManagedDevice& device, const Text& id) { return (device.*set)(id, media, text); });
+}
+
+// Operations of a device that are not served yet: the call is read, its device and job are resolved, and the answer is
+// JOBS_RTN_UNSUPPORTED_OPERATION.
+
+inline int32_t Unsupported(const ManagedDevice&) { return JOBS_RTN_UNSUPPORTED_OPERATION; }
+
+template <typename... More>
+int32_t UnsupportedOnDevice(JobsManagerDaemon& daemon, const Text& dev, const More&...) {
+    return OnDevice(daemon, dev, Unsupported);
+}
+
+template <typename... More>
+CodeAndText UnsupportedViewOfDevice(JobsManagerDaemon& daemon, const Text& dev, const More&...) {
+    return {OnDevice(daemon, dev, Unsupported), Text()};
+}
+
+template <typename... More>
+CodeAndText UnsupportedViewOfJob(JobsManagerDaemon& daemon, const Text& dev, const Text& job, const More&...) {
+    return {OnJob(daemon, dev, job, [](ManagedDevice& device, const Text&) { return Unsupported(device); }), Text()};
+}
+
+/// Neither device takes the target's place.
+template <typename... More>
+int32_t UnsupportedOnTwoDevices(JobsManagerDaemon& daemon, const Text& source, const Text& destination,
+                                const More&...) {
+    const bool found = daemon.FindDevice(source) && daemon.FindDevice(destination);
+    return found ? JOBS_RTN_UNSUPPORTED_OPERATION : JOBS_RTN_DEVICE_NOT_FOUND;
+}
+
+} // namespace JobsManagerD

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "daemon/HandlerShapes.h"
+
+// The manager's handlers that are more than a shape. Named after their methods.
+
+namespace JobsManagerD::Handlers {
+
+using CodeDeviceAndText = std::tuple<int32_t, std::string, std::string>;
+
+// Target and current job (TargetHandlers.cpp)
+Text GetCurrentJobID(JobsManagerDaemon& daemon);
+Text GetCurrentJobDeviceID(JobsManagerDaemon& daemon);
+Text GetTargetDeviceID(JobsManagerDaemon& daemon);
+int32_t SetTargetDeviceID(JobsManagerDaemon& daemon, const Text& deviceID);
+CodeDeviceAndText CreateJob(JobsManagerDaemon& daemon, const Text& dev, const Text& jobName);
+CodeDeviceAndText OpenJob(JobsManagerDaemon& daemon, const Text& dev, const Text& job);
+CodeAndText CloseJob(JobsManagerDaemon& daemon);
+
+// Jobs and media by ID (JobHandlers.cpp)
+std::tuple<int32_t, bool> GetJobLocked(JobsManagerDaemon& daemon, const Text& dev, const Text& job);
+CodeAndText GetJobContact(JobsManagerDaemon& daemon, const Text& dev, const Text& job, uint8_t contactId);
+std::tuple<int32_t, uint8_t> AddJobContact(JobsManagerDaemon& daemon, const Text& dev, const Text& job,
+                                           const Text& contact);
+CodeAndCounts GetJobMediaCounts(JobsManagerDaemon& daemon, const Text& dev, const Text& job);
+std::tuple<int32_t, int32_t> GetMediaIsIncludedInReport(JobsManagerDaemon& daemon, const Text& dev, const Text& job,
+                                                        const Text& media);
+int32_t SetMediaIsIncludedInReport(JobsManagerDaemon& daemon, const Text& dev, const Text& job, const Text& media,
+                                   int32_t included);
+int32_t DeleteMediaItem(JobsManagerDaemon& daemon, const Text& dev, const Text& job, const Text& media);
+CodeAndText GetJobListStats(JobsManagerDaemon& daemon, const Text& dev);
+CodeAndText GetSearchStats(JobsManagerDaemon& daemon, const Text& dev);
+int32_t CancelCMD(JobsManagerDaemon& daemon, const Text& dev);
+
+// Media of the current job (MediaHandlers.cpp)
+CodeDeviceAndText GetNewMediaPathComponents(JobsManagerDaemon& daemon);
+int32_t AddSnapshotMedia(JobsManagerDaemon& daemon, const Text& name, const Text& imagePath, bool hasRoll, int32_t roll,
+                         bool hasInclinometer, int32_t inclinometer, bool hasDistance, int32_t absolute,
+                         int32_t relative);
+int32_t UpdateMediaFileSizes(JobsManagerDaemon& daemon, const Text& path);
+CodeAndCounts CurrentJobMediaCounts(JobsManagerDaemon& daemon);
+CodeAndText GetMediaID(JobsManagerDaemon& daemon, const Text& path);
+
+/// Names of a recording's files, as the error of an empty path gives them.
+struct RecordingFiles {
+    const char* main;
+    const char* third;
+};
+inline constexpr char audioWithImage[] = "photoTalk";
+inline constexpr char autolog[] = "autolog";
+inline constexpr char image[] = "image";
+inline constexpr char thumbnail[] = "thumbnail";
+inline constexpr char video[] = "video";
+
+using AddRecording = jobsDaemonRtn_e (ManagedDevice::*)(const Text& name, const Text& mainPath,
+                                                        const Text& recoveryPath, const Text& thirdPath,
+                                                        const Text& miscPath, const MediaReadings& readings);
+
+/// What the four registrations share: the paths are looked at before anything else.
+void RequirePath(const Text& path, const char* what);
+MediaReadings ReadingsOf(bool hasRoll, int32_t roll, bool hasInclinometer, int32_t inclinometer, bool hasDistance,
+                         int32_t absolute, int32_t relative);
+
+template <AddRecording add, RecordingFiles files>
+int32_t AddRecordingMedia(JobsManagerDaemon& daemon, const Text& name, const Text& mainPath, const Text& recoveryPath,
+                          const Text& thirdPath, const Text& miscPath, bool hasRoll, int32_t roll, bool hasInclinometer,
+                          int32_t inclinometer, bool hasDistance, int32_t absolute, int32_t relative) {
+    RequirePath(mainPath, files.main);
+    RequirePath(recoveryPath, "recovery");
+    RequirePath(thirdPath, files.third);
+    const MediaReadings readings =
+        ReadingsOf(hasRoll, roll, hasInclinometer, inclinometer, hasDistance, absolute, relative);
+    return OnCurrentJob(daemon, [&](ManagedDevice& device) {
+        return (device.*add)(name, mainPath, recoveryPath, thirdPath, miscPath, readings);
+    });
+}
+
+} // namespace JobsManagerD::Handlers

@@ -1,0 +1,91 @@
+#pragma once
+
+#include "daemon/ReturnCodes.h"
+#include "peers/SettingsDaemon.h"
+#include "peers/StorageDaemon.h"
+#include "peers/SyncDaemon.h"
+#include "peers/buslink/DbusServer.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace JobsManagerD {
+
+class ManagedDevice;
+
+/// Bus name of the service, and name of the interface of its one object with methods.
+constexpr const char* managerInterface = "com.corvane.common.JobsManagerDaemon1";
+constexpr const char* managerPath = "/com/corvane/common/JobsManagerDaemon1";
+constexpr const char* deviceInterface = "com.corvane.common.JobsManagerDaemon1.Device";
+
+/// The central object of the process: the bus service, the registry of mounted devices, the target device and the
+/// device of the current job.
+///
+/// Threads: everything runs on the main thread but the emissions, which run on the thread that raised a device's
+/// signal. The registry is changed under the bus lock, since property getters walk it on any emitting thread; the main
+/// thread, its only writer, reads it without.
+class JobsManagerDaemon : public Buslink::DbusServer {
+public:
+    using Device = std::shared_ptr<ManagedDevice>;
+
+    /// Does not touch the bus.
+    explicit JobsManagerDaemon(sd_event* event);
+    ~JobsManagerDaemon();
+
+    /// Takes the service to where it can serve, before the loop runs. Negative errno on failure, with nothing undone.
+    int32_t Init();
+
+    // Registry (DeviceRegistry.cpp) ----------------------------------------------------------------------------------
+
+    /// Non-negative on success, -1 when a storage property cannot be read, -2 when a bus step fails.
+    int32_t RegisterManagedDeviceDbusObject(const std::string& storageObjectPath);
+    int32_t DeviceRemoved(const std::string& storageObjectPath);
+    void StoragePropertiesChanged(const std::string& storageObjectPath, buslink_utils::PropertyMap& properties);
+    void SyncDestinationSynced(const std::string& path);
+    void JobFileSynced(const std::string& path);
+
+    // Null when there is none.
+    Device FindDevice(const std::string& deviceID) const;
+    Device FindDeviceByStoragePath(const std::string& storagePath) const;
+    Device FindDeviceByObjectPath(const std::string& objectPath) const;
+
+    // Target and current job -----------------------------------------------------------------------------------------
+
+    const std::string& TargetDeviceID() const { return targetDeviceID; }
+    /// Stores the ID and tells clients, also when it is the same.
+    void ChangeTargetDevice(const std::string& deviceID);
+    void SelectTargetDevice();
+    /// At most one job in the whole system is current; null when none is.
+    const Device& CurrentJobDevice() const { return currentJobDevice; }
+    void SetCurrentJobDevice(const Device& device) { currentJobDevice = device; }
+
+    // Settings (Settings.cpp) ----------------------------------------------------------------------------------------
+
+    void JobSettingsChanged(buslink_utils::TypedPropertyMap& properties);
+    void JobContactsSettingsChanged(buslink_utils::TypedPropertyMap& properties);
+
+private:
+    int32_t ConnectSignals();
+    int32_t _StartServing();
+    int32_t _ListenToPeers();
+    int32_t _ReadJobSettings();
+    int32_t _RegisterMountedDevices();
+    void _StorageRemoved(const std::string& storageObjectPath);
+    void _StorageMounted(const std::string& storageObjectPath, const buslink_utils::PropertyMap& properties);
+    int32_t _ReadStorageProperties(ManagedDevice& device) const;
+    int32_t _PutOnBus(ManagedDevice& device);
+    void _ConnectDeviceSignals(ManagedDevice& device);
+    Device _DeviceHolding(const std::string& path, const char* slot, const char* destination) const;
+    std::string _PreferredDevice() const;
+    void EmitTargetDeviceChanged();
+
+    Storaged::StorageDaemonDbusHandler storage;
+    Settingsd::SettingsDaemonDbusHandler settings;
+    SyncD::SyncDaemonDbusHandler sync;
+    std::string targetDeviceID;
+    Device currentJobDevice;
+    std::vector<Device> devices;
+};
+
+} // namespace JobsManagerD

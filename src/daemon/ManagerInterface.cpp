@@ -1,0 +1,161 @@
+#include "daemon/ManagerInterface.h"
+
+#include "daemon/Handlers.h"
+#include "daemon/MethodCall.h"
+
+namespace JobsManagerD {
+namespace {
+
+/// One entry of the interface, as it stands on the wire.
+struct Row {
+    enum Kind { method, signal, property } kind;
+    const char* name;
+    const char* in;
+    const char* out;
+    sd_bus_message_handler_t handler = nullptr;
+    sd_bus_property_get_t getter = nullptr;
+};
+
+/// A method's row. Its signatures are written out, so that the table reads like the wire; a row whose handler has other
+/// types does not compile.
+template <auto handler, RowNotes notes = RowNotes{}>
+consteval Row Method(const char* name, const char* in, const char* out) {
+    using Types = HandlerTypes<decltype(handler)>;
+    if (Types::In() != in || Types::Out() != out)
+        throw "the handler's types differ from the row's signatures";
+    return {Row::method, name, in, out, Serve<handler, notes>};
+}
+
+constexpr Row Signal(const char* name, const char* signature) { return {Row::signal, name, signature, ""}; }
+
+constexpr Row Property(const char* name, const char* signature, sd_bus_property_get_t getter) {
+    return {Row::property, name, "", signature, nullptr, getter};
+}
+
+int TargetDeviceID(sd_bus*, const char*, const char*, const char*, sd_bus_message* reply, void* userData,
+                   sd_bus_error*) {
+    const auto& daemon = *static_cast<JobsManagerDaemon*>(static_cast<Buslink::DbusServer*>(userData));
+    return Buslink::AppendAll(reply, daemon.TargetDeviceID());
+}
+
+// What rows say about failures beside the rule.
+constexpr RowNotes response{.replyFailure = failedToBuildResponse};
+constexpr RowNotes couldNotBuild{.replyFailure = couldNotBuildReply};
+constexpr RowNotes ofCurrentJob{.logsParseFailure = false};
+constexpr RowNotes countsOfCurrentJob{.replyFailure = couldNotBuildReply, .logsParseFailure = false};
+
+using D = ManagedDevice;
+using Handlers::AddRecordingMedia, Handlers::RecordingFiles, Handlers::audioWithImage, Handlers::autolog,
+    Handlers::image, Handlers::thumbnail, Handlers::video;
+
+using JobIds = std::vector<std::string>;
+
+// clang-format off
+constexpr Row rows[] = {
+    //                                                                name                          in       out
+    Method<Handlers::GetCurrentJobID>                               ("GetCurrentJobID",             "",      "s"),
+    Method<Handlers::GetCurrentJobDeviceID>                         ("GetCurrentJobDeviceID",       "",      "s"),
+    Property                                                        ("TargetDeviceID",              "s", TargetDeviceID),
+    Method<Handlers::GetTargetDeviceID>                             ("GetTargetDeviceID",           "",      "s"),
+    Method<Handlers::SetTargetDeviceID>                             ("SetTargetDeviceID",           "s",     "i"),
+    Method<Handlers::CreateJob>                                     ("CreateJob",                   "ss",    "(iss)"),
+    Method<Handlers::OpenJob>                                       ("OpenJob",                     "ss",    "(iss)"),
+    Method<UnsupportedViewOfJob<>>                                  ("GetJob",                      "ss",    "(is)"),
+    Method<UnsupportedViewOfJob<Text>>                              ("GetMediaItem",                "sss",   "(is)"),
+    Method<Handlers::DeleteMediaItem>                               ("DeleteMediaItem",             "sss",   "i"),
+    Method<GetJobText<&D::GetJobName>, response>                    ("GetJobName",                  "ss",    "(is)"),
+    Method<SetJobValue<&D::SetJobName>>                             ("SetJobName",                  "sss",   "i"),
+    Method<GetJobText<&D::GetJobNotes>, response>                   ("GetJobNotes",                 "ss",    "(is)"),
+    Method<SetJobValue<&D::SetJobNotes>>                            ("SetJobNotes",                 "sss",   "i"),
+    Method<GetJobText<&D::GetJobPrivateNotes>, response>            ("GetJobPrivateNotes",          "ss",    "(is)"),
+    Method<SetJobValue<&D::SetJobPrivateNotes>>                     ("SetJobPrivateNotes",          "sss",   "i"),
+    Method<GetJobText<&D::GetJobUserData>, response>                ("GetJobUserData",              "ss",    "(is)"),
+    Method<SetJobValue<&D::SetJobUserData>>                         ("SetJobUserData",              "sss",   "i"),
+    Method<Handlers::GetJobLocked, response>                        ("GetJobLocked",                "ss",    "(ib)"),
+    Method<SetJobValue<&D::SetJobLocked, bool>>                     ("SetJobLocked",                "ssb",   "i"),
+    Method<GetJobText<&D::GetJobAddressJSONstring>, response>       ("GetJobAddress",               "ss",    "(is)"),
+    Method<SetJobValue<&D::SetJobAddressByJSONstring>>              ("SetJobAddress",               "sss",   "i"),
+    Method<ChangeJob<&D::ClearJobAddress>>                          ("ClearJobAddress",             "ss",    "i"),
+    Method<GetJobText<&D::GetJobCustomerJSONstring>, response>      ("GetJobCustomer",              "ss",    "(is)"),
+    Method<SetJobValue<&D::SetJobCustomerByJSONstring>>             ("SetJobCustomer",              "sss",   "i"),
+    Method<ChangeJob<&D::ClearJobCustomer>>                         ("ClearJobCustomer",            "ss",    "i"),
+    Method<Handlers::GetJobContact, response>                       ("GetJobContact",               "ssy",   "(is)"),
+    Method<Handlers::AddJobContact>                                 ("AddJobContact",               "sss",   "(iy)"),
+    Method<SetJobValue<&D::UpdateJobContactByJSONstring>>           ("UpdateJobContact",            "sss",   "i"),
+    Method<SetJobValue<&D::RemoveJobContact, uint8_t>>              ("RemoveJobContact",            "ssy",   "i"),
+    Method<GetJobText<&D::GetJobContactsJSONstring>, response>      ("GetJobContacts",              "ss",    "(is)"),
+    Method<ChangeJob<&D::RemoveJobContacts>>                        ("RemoveJobContacts",           "ss",    "i"),
+    Method<GetMediaText<&D::GetMediaName>, response>                ("GetMediaName",                "sss",   "(is)"),
+    Method<SetMediaText<&D::SetMediaName>>                          ("SetMediaName",                "ssss",  "i"),
+    Method<GetMediaText<&D::GetMediaNotes>, response>               ("GetMediaNotes",               "sss",   "(is)"),
+    Method<SetMediaText<&D::SetMediaNotes>>                         ("SetMediaNotes",               "ssss",  "i"),
+    Method<GetMediaText<&D::GetMediaPrivateNotes>, response>        ("GetMediaPrivateNotes",        "sss",   "(is)"),
+    Method<SetMediaText<&D::SetMediaPrivateNotes>>                  ("SetMediaPrivateNotes",        "ssss",  "i"),
+    Method<GetMediaText<&D::GetMediaData>, response>                ("GetMediaUserData",            "sss",   "(is)"),
+    Method<SetMediaText<&D::SetMediaData>>                          ("SetMediaUserData",            "ssss",  "i"),
+    Method<Handlers::GetMediaIsIncludedInReport, response>          ("GetMediaIsIncludedInReport",  "sss",   "(ii)"),
+    Method<Handlers::SetMediaIsIncludedInReport>                    ("SetMediaIsIncludedInReport",  "sssi",  "i"),
+    Method<GetJobText<&D::GetJobFolderPath>>                        ("GetJobFolderPath",            "ss",    "(is)"),
+    Method<Handlers::GetJobMediaCounts, couldNotBuild>              ("GetJobMediaCounts",           "ss",    "(iiiiii)"),
+    Method<UnsupportedOnDevice<>>                                   ("FindJobs",                    "s",     "i"),
+    Method<UnsupportedViewOfDevice<uint8_t, uint8_t, uint16_t, uint16_t>>
+                                                                    ("GetJobList",                  "syyqq", "(is)"),
+    Method<Handlers::GetJobListStats>                               ("GetJobListStats",             "s",     "(is)"),
+    Method<UnsupportedOnDevice<>>                                   ("ConvertJobs",                 "s",     "i"),
+    Method<UnsupportedOnDevice<Text, uint8_t, uint16_t, bool>, couldNotBuild>
+                                                                    ("SearchJobs",                  "ssyqb", "i"),
+    Method<UnsupportedViewOfDevice<uint16_t, uint16_t>>             ("GetSearchResults",            "sqq",   "(is)"),
+    Method<Handlers::GetSearchStats>                                ("GetSearchStats",              "s",     "(is)"),
+    Method<Handlers::GetNewMediaPathComponents, ofCurrentJob>       ("GetNewMediaPathComponents",   "",      "(iss)"),
+    Method<AddRecordingMedia<&D::AddAutologMediaItem, RecordingFiles{autolog, thumbnail}>, ofCurrentJob>
+                                                                    ("AddAutologMedia",    "sssssbibibii",   "i"),
+    Method<AddRecordingMedia<&D::AddPhotoTalkMediaItem, RecordingFiles{audioWithImage, image}>, ofCurrentJob>
+                                                                    ("AddPhotoTalkMedia",  "sssssbibibii",   "i"),
+    Method<Handlers::AddSnapshotMedia, ofCurrentJob>                ("AddSnapshotMedia",   "ssbibibii",      "i"),
+    Method<AddRecordingMedia<&D::AddVideoMediaItem, RecordingFiles{video, thumbnail}>, ofCurrentJob>
+                                                                    ("AddVideoMedia",      "sssssbibibii",   "i"),
+    Method<Handlers::UpdateMediaFileSizes, ofCurrentJob>            ("UpdateMediaFileSizes",        "s",     "i"),
+    Method<Handlers::CurrentJobMediaCounts, countsOfCurrentJob>     ("CurrentJobMediaCounts",       "",      "(iiiiii)"),
+    Method<Handlers::CloseJob>                                      ("CloseJob",                    "",      "(is)"),
+    Method<Handlers::GetMediaID, ofCurrentJob>                      ("GetMediaID",                  "s",     "(is)"),
+    Method<Handlers::CancelCMD>                                     ("CancelCMD",                   "s",     "i"),
+    Method<UnsupportedOnDevice<Text>>                               ("DeleteJob",                   "ss",    "i"),
+    Method<UnsupportedOnDevice<>>                                   ("DeleteAllJobs",               "s",     "i"),
+    Method<UnsupportedOnDevice<JobIds>>                             ("DeleteJobList",               "sas",   "i"),
+    Signal                                                          ("JobListDeleteProgress",       "iii"),
+    Signal                                                          ("JobListDeleteError",          "s"),
+    Method<UnsupportedOnTwoDevices<Text>>                           ("MoveJob",                     "sss",   "i"),
+    Method<UnsupportedOnTwoDevices<>>                               ("MoveAllJobs",                 "ss",    "i"),
+    Method<UnsupportedOnTwoDevices<JobIds>>                         ("MoveJobList",                 "ssas",  "i"),
+    Signal                                                          ("JobListMoveProgress",         "siii"),
+    Signal                                                          ("JobListMoveError",            "ss"),
+    Method<UnsupportedOnTwoDevices<Text>>                           ("CopyJob",                     "sss",   "i"),
+    Method<UnsupportedOnTwoDevices<>>                               ("CopyAllJobs",                 "ss",    "i"),
+    Method<UnsupportedOnTwoDevices<JobIds>>                         ("CopyJobList",                 "ssas",  "i"),
+    Signal                                                          ("JobListCopyProgress",         "siii"),
+    Signal                                                          ("JobListCopyError",            "ss"),
+    Signal                                                          ("JobChanged",                  "s"),
+};
+// clang-format on
+
+static_assert(std::size(rows) == 77);
+
+} // namespace
+
+void AddManagerInterface(Buslink::DbusServer& server) {
+    for (const Row& row : rows) {
+        switch (row.kind) {
+        case Row::method:
+            server.AddVtableMethod(row.name, row.in, row.out, row.handler, SD_BUS_VTABLE_UNPRIVILEGED);
+            break;
+        case Row::signal:
+            server.AddVtableSignal(row.name, row.in, 0);
+            break;
+        case Row::property:
+            server.AddVtablePropertyReadOnly(row.name, row.out, row.getter, SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE);
+            break;
+        }
+    }
+}
+
+} // namespace JobsManagerD

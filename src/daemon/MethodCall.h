@@ -1,0 +1,85 @@
+#pragma once
+
+#include "daemon/JobsManagerDaemon.h"
+#include "peers/buslink/Wire.h"
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <syslog.h>
+#include <tuple>
+
+namespace JobsManagerD {
+
+/// A bus error in the place of a reply: the call itself is malformed. Thrown by a handler with the error's message.
+class MalformedCall : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Errors in the place of a reply that cannot be built: clients know three texts.
+inline constexpr char failedToBuildReply[] = "Failed to build reply";
+inline constexpr char couldNotBuildReply[] = "Could not build reply";
+inline constexpr char failedToBuildResponse[] = "Failed to build response";
+
+/// What a row of the interface says about failures, beside the rule.
+struct RowNotes {
+    const char* replyFailure = failedToBuildReply;
+    bool logsParseFailure = true;
+    bool logsReplyFailure = false;
+};
+
+/// Types of a handler `Result handler(JobsManagerDaemon&, Arguments...)`, from which the row's signatures follow.
+template <typename Handler>
+struct HandlerTypes;
+
+template <typename ResultType, typename... ArgumentTypes>
+struct HandlerTypes<ResultType (*)(JobsManagerDaemon&, ArgumentTypes...)> {
+    using Result = ResultType;
+    using Arguments = std::tuple<std::remove_cvref_t<ArgumentTypes>...>;
+    static constexpr std::string In() { return Buslink::SignatureOfAll<std::remove_cvref_t<ArgumentTypes>...>(); }
+    static constexpr std::string Out() { return Buslink::Wire<Result>::Signature(); }
+};
+
+/// Sends an error in the place of the reply. Takes the bus lock.
+int ReplyWithError(JobsManagerDaemon& daemon, sd_bus_message* call, const char* text);
+
+template <typename Result>
+int Reply(JobsManagerDaemon& daemon, sd_bus_message* call, const Result& result, const RowNotes& notes) {
+    const char* failure = nullptr;
+    const int sent = daemon.WithBus([&](sd_bus* connection) {
+        Buslink::Message reply;
+        if (sd_bus_message_new_method_return(call, Buslink::Out(reply)) < 0)
+            failure = "Could not connect reply";
+        else if (Buslink::AppendAll(reply.get(), result) < 0)
+            failure = notes.replyFailure;
+        return failure ? 0 : sd_bus_send(connection, reply.get(), nullptr);
+    });
+    if (!failure)
+        return sent;
+    if (notes.logsReplyFailure)
+        syslog(LOG_ERR, "%s %s", sd_bus_message_get_member(call), failure);
+    return ReplyWithError(daemon, call, failure);
+}
+
+/// The bus's form of a handler: reads the arguments, runs the handler, replies.
+template <auto handler, RowNotes notes>
+int Serve(sd_bus_message* call, void* userData, sd_bus_error*) {
+    auto& daemon = *static_cast<JobsManagerDaemon*>(static_cast<Buslink::DbusServer*>(userData));
+    typename HandlerTypes<decltype(handler)>::Arguments arguments;
+    const int read = std::apply([call](auto&... values) { return Buslink::ReadAll(call, values...); }, arguments);
+    if (read < 0) {
+        if (notes.logsParseFailure)
+            syslog(LOG_ERR, "%s Failed to parse message", sd_bus_message_get_member(call));
+        return ReplyWithError(daemon, call, "Failed to parse message");
+    }
+    try {
+        const auto result =
+            std::apply([&daemon](const auto&... values) { return handler(daemon, values...); }, arguments);
+        return Reply(daemon, call, result, notes);
+    } catch (const MalformedCall& malformed) {
+        return ReplyWithError(daemon, call, malformed.what());
+    }
+}
+
+} // namespace JobsManagerD

@@ -1,0 +1,48 @@
+#include "daemon/JobsManagerDaemon.h"
+
+#include <cerrno>
+#include <csignal>
+#include <iostream>
+#include <systemd/sd-daemon.h>
+#include <systemd/sd-event.h>
+
+namespace {
+
+/// The signals are blocked before any thread exists, so that they are only ever taken by the loop, which they end.
+int32_t TakeSignals(sd_event* event) {
+    sigset_t signals;
+    if (sigemptyset(&signals) < 0 || sigaddset(&signals, SIGTERM) < 0 || sigaddset(&signals, SIGINT) < 0 ||
+        sigprocmask(SIG_BLOCK, &signals, nullptr) < 0)
+        return -errno;
+    const int result = sd_event_add_signal(event, nullptr, SIGTERM, nullptr, nullptr);
+    return result < 0 ? result : sd_event_add_signal(event, nullptr, SIGINT, nullptr, nullptr);
+}
+
+int32_t Serve(JobsManagerD::JobsManagerDaemon& daemon, sd_event* event) {
+    int32_t result = TakeSignals(event);
+    if (result >= 0)
+        result = daemon.Init();
+    if (result < 0)
+        return result;
+    sd_notify(0, "READY=1");
+    std::cout << "Jobs Manager Daemon enter main loop\n" << std::flush;
+    return sd_event_loop(event);
+}
+
+} // namespace
+
+int main() {
+    std::cout << "Jobs Manager Daemon started" << std::endl;
+    sd_event* event = nullptr;
+    const int created = sd_event_default(&event);
+    JobsManagerD::JobsManagerDaemon daemon(event);
+    int32_t exitCode = -1;
+    if (created < 0)
+        std::cout << "Failed to create event loop, exiting ...";
+    else
+        exitCode = Serve(daemon, event);
+    std::cout << "Jobs Manager Daemon exiting (exit code:" << exitCode << ") ...\n" << std::flush;
+    if (event)
+        sd_event_unref(event);
+    return exitCode;
+}

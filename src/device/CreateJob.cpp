@@ -1,0 +1,138 @@
+#include "device/JobSettings.h"
+#include "device/ManagedDevice.h"
+#include "device/Uuid.h"
+#include "fsutil/GuardedFs.h"
+#include "fsutil/Paths.h"
+#include "fsutil/Times.h"
+#include "peers/PositionSource.h"
+#include "peers/SettingsDaemon.h"
+
+#include <nlohmann/json.hpp>
+#include <syslog.h>
+
+namespace JobsManagerD {
+namespace {
+
+constexpr int mostStemAttempts = 50;
+
+std::string DefaultJobName() {
+    if (jobNameSuffixFormat.empty())
+        return defaultJobName;
+    std::string format = jobNameSuffixFormat;
+    const std::string suffix = GetFormattedTime(false, format);
+    return defaultJobName.empty() ? suffix : defaultJobName + "_" + suffix;
+}
+
+} // namespace
+
+/// The path of the folder that was made, or empty. Only the time text is made unique: when that fails, a name that was
+/// given stands alone.
+std::string ManagedDevice::_NewJobFolder(const std::string& jobName, const std::string& localTime) const {
+    std::string stem = jobName.empty() ? std::string() : jobName + "-";
+    stem += GetUniqueFileStem(_mountPoint, localTime, mostStemAttempts);
+    if (stem.empty()) {
+        syslog(LOG_ERR, "ManagedDevice::CreateJob - Failed to create unique job folder name from basis %s/%s",
+               _mountPoint.c_str(), localTime.c_str());
+        return {};
+    }
+    std::string folder = _mountPoint + "/" + stem;
+    bool error = false;
+    if (!LiesUnder(_mountPoint, folder) || !TryFsCreateDirectory(folder, error) || error) {
+        syslog(LOG_ERR, "ManagedDevice::CreateJob - Failed to create job folder %s", folder.c_str());
+        return {};
+    }
+    return folder;
+}
+
+std::shared_ptr<Job> ManagedDevice::_NewJob(const std::string& jobFilePath, std::string& jobName,
+                                            const std::string& utcTime) {
+    auto job = std::make_shared<Job>(jobFilePath);
+    JobSummary summary;
+    summary.id = GenerateUuid();
+    syslog(LOG_INFO, "ManagedDevice::CreateJob - Job ID: %s", summary.id.c_str());
+    summary.source = GetThisUnitInfo();
+    syslog(LOG_INFO, "ManagedDevice::CreateJob - Job Source: %s, %s, %s", summary.source.model.c_str(),
+           summary.source.serial.c_str(), summary.source.version.c_str());
+    summary.position = GetCurrentPosition();
+    const std::string location =
+        summary.position.IsSet() ? summary.position.latitude + ", " + summary.position.longitude : "Unknown";
+    syslog(LOG_INFO, "ManagedDevice::CreateJob - Job Location: Lat, Lon: %s", location.c_str());
+    if (jobName.empty()) {
+        jobName = DefaultJobName();
+        job->SetHasDefaultName(true);
+    }
+    summary.name = jobName;
+    summary.version = currentJobVersion;
+    summary.timestamp = {utcTime, utcTime};
+    job->SetSummary(std::move(summary));
+    return job;
+}
+
+/// A new job names the company as its first contact. A failure costs the contact, not the job.
+void ManagedDevice::_AddCompanyContact(Job& job) {
+    nlohmann::json companyContact;
+    const int32_t read = Settingsd::SettingsDaemonDbusHandler::GetSetting("contacts", "companyContact", companyContact);
+    if (read < 0) {
+        syslog(LOG_ERR,
+               "%s Settingsd::SettingsDaemonDbusHandler::GetSetting failed for "
+               "SETTINGS_SECTION_CONTACTS_COMPANY_CONTACT.  Return value %i",
+               "CreateJob", read);
+        return;
+    }
+    const jobRtn_e result = job.SetCompanyContactByJSONstring(companyContact, companyContactSource);
+    if (result != JOB_RTN_SUCCEEDED)
+        syslog(LOG_ERR, "ManagedDevice::CreateJob - SetDefaultContactByJSONstring returned error code: %i.", result);
+}
+
+/// Makes the media folder and the job file. On failure the whole job folder is removed again.
+jobsDaemonRtn_e ManagedDevice::_FillJobFolder(Job& job) {
+    const std::string folder = job.JobFolderPath();
+    bool error = false;
+    job.SetMediaFolder("media");
+    const std::string mediaFolder = job.MediaFolderPath();
+    if (!TryFsCreateDirectory(mediaFolder, error) || error) {
+        syslog(LOG_ERR, "ManagedDevice::CreateJob - Failed to create media folder %s.  Removing job folder.",
+               mediaFolder.c_str());
+        TryFsRemoveAll(folder, error);
+        return JOBS_RTN_FS_ERROR;
+    }
+    const jobsDaemonRtn_e result = UpdateJobFile(job, false, false);
+    if (result != JOBS_RTN_SUCCEEDED) {
+        syslog(LOG_ERR, "ManagedDevice::CreateJob - UpdateJobFile returned error code: %i.  Removing job folder.",
+               result);
+        TryFsRemoveAll(folder, error);
+    }
+    return result;
+}
+
+jobsDaemonRtn_e ManagedDevice::CreateJob(std::string& jobName) {
+    if (_readOnly)
+        return JOBS_RTN_READ_ONLY_FS;
+    const std::string localTime = LocalTimeText();
+    const std::string utcTime = UtcTimeText();
+    const std::string folder = _NewJobFolder(jobName, localTime);
+    if (folder.empty())
+        return JOBS_RTN_FS_ERROR;
+
+    const std::string jobFilePath = folder + "/" + JobFileName();
+    syslog(LOG_INFO, "ManagedDevice::CreateJob - jobFilepath %s", jobFilePath.c_str());
+    syslog(LOG_INFO, "ManagedDevice::CreateJob - Job timestamp : Creation: %s ; Modification: %s", utcTime.c_str(),
+           utcTime.c_str());
+    const std::shared_ptr<Job> job = _NewJob(jobFilePath, jobName, utcTime);
+    _AddCompanyContact(*job);
+    const jobsDaemonRtn_e result = _FillJobFolder(*job);
+    if (result != JOBS_RTN_SUCCEEDED)
+        return result;
+
+    job->SetOpen(true);
+    {
+        const std::lock_guard lock(_jobListMutex);
+        _jobList.Append(job);
+    }
+    _SetCurrentJob(job);
+    ++nRuvoJobs;
+    _jobCreated.Raise(*this);
+    return JOBS_RTN_SUCCEEDED;
+}
+
+} // namespace JobsManagerD

@@ -1,0 +1,303 @@
+#pragma once
+
+#include "daemon/ReturnCodes.h"
+#include "device/JobList.h"
+#include "device/RaisedSignal.h"
+#include "jobfiles/JobFileHandler.h"
+#include "jobs/Job.h"
+#include "peers/buslink/Handles.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace JobsManagerD {
+
+/// What the camera told beside a media item.
+struct MediaReadings {
+    /// Degrees.
+    std::optional<int32_t> cameraRollAngle;
+    std::optional<int32_t> cameraInclinometerAngle;
+    ReelDistance distance;
+};
+
+/// One mounted storage device: its jobs, its current job, its state, and all work on them. Reaches the bus only
+/// through its signals.
+///
+/// Threads: the main thread runs every public operation, one at a time. A device has at most one worker thread and one
+/// search thread. Lock order: a job's lock, `_jobListMutex`, then what emits a signal. `_currentJobMutex` and
+/// `_searchMutex` are leaves, never held during an emission.
+class ManagedDevice {
+public:
+    ManagedDevice();
+    ManagedDevice(const ManagedDevice&) = delete;
+    ManagedDevice& operator=(const ManagedDevice&) = delete;
+    /// `Cancel` must have run while a task was running.
+    ~ManagedDevice();
+
+    // Identity, set once before the device is shared. --------------------------------------------------------------
+
+    void SetStoragePath(const std::string& path) { _storagePath = path; }
+    void SetMountPoint(const std::string& path) { _mountPoint = path; }
+    void SetDbusPath(const std::string& path) { _dbusPath = path; }
+    void SetDeviceId(const std::string& id) { _deviceId = id; }
+    void RegisterFileHandlers();
+
+    const std::string& GetStoragePath() const { return _storagePath; }
+    const std::string& GetMountPoint() const { return _mountPoint; }
+    const std::string& GetDbusPath() const { return _dbusPath; }
+    const std::string& GetDeviceId() const { return _deviceId; }
+    /// The slot of the device's bus object; the daemon fills and releases it under the bus lock.
+    Buslink::Slot& GetDbusSlot() { return _dbusSlot; }
+    /// The table of the device's bus object, which the bus reads as long as the object exists.
+    std::vector<sd_bus_vtable>& GetDbusVtable() { return _dbusVtable; }
+
+    // State, space, write-active, cancel (ManagedDevice.cpp) ---------------------------------------------------------
+
+    deviceState_e GetState() const { return _state; }
+    std::string GetStateString() const { return DeviceStateText(_state); }
+    void SetState(deviceState_e state, bool clearCancel);
+    void SetReadOnly(bool readOnly) { _readOnly = readOnly; }
+    bool IsReadOnly() const { return _readOnly; }
+    /// True when strictly more than `bytes` are free.
+    bool CheckFileSpace(uint64_t bytes) const;
+    /// Keeps the storage service informed that the device is being written. A reason counts once; the service hears of
+    /// the first one set and of the last one cleared.
+    void _SetWriteActive(const std::string& reason, bool active);
+    /// Stops both threads and waits for them: the device is going away.
+    void Cancel() { _Cancel(); }
+    /// Stops a multi-job delete, move or copy and waits for its end.
+    void CancelCMD();
+
+    /// Empty when there is none.
+    std::string GetCurrentJobID() const;
+    bool HasCurrentJob() const;
+    bool IsCurrentJob(const std::string& jobID) const;
+    /// Null when there is none.
+    std::shared_ptr<Job> FindJob(const std::string& jobID) const;
+
+    // Opening, closing, saving (OpenClose.cpp) -----------------------------------------------------------------------
+
+    jobsDaemonRtn_e OpenJob(const std::string& jobID, bool makeCurrent);
+    jobsDaemonRtn_e CloseJob(const std::string& jobID);
+    /// The one road from a job in memory to its file. With `notify`, clients hear of the change.
+    jobsDaemonRtn_e UpdateJobFile(Job& job, bool notify, bool requireOpen);
+
+    // Creating jobs (CreateJob.cpp) ----------------------------------------------------------------------------------
+
+    /// Makes a job and makes it current. An empty name is replaced by the default name.
+    jobsDaemonRtn_e CreateJob(std::string& jobName);
+
+    // Registering media in the current job (MediaRegistration.cpp) ---------------------------------------------------
+
+    jobsDaemonRtn_e GetNewMediaPathComponents(std::string& mediaFolder, std::string& fileStem);
+    jobsDaemonRtn_e AddSnapshotMediaItem(const std::string& name, const std::string& imagePath,
+                                         const MediaReadings& readings);
+    jobsDaemonRtn_e AddPhotoTalkMediaItem(const std::string& name, const std::string& audioPath,
+                                          const std::string& recoveryPath, const std::string& imagePath,
+                                          const std::string& miscPath, const MediaReadings& readings);
+    jobsDaemonRtn_e AddVideoMediaItem(const std::string& name, const std::string& videoPath,
+                                      const std::string& recoveryPath, const std::string& thumbnailPath,
+                                      const std::string& miscPath, const MediaReadings& readings);
+    jobsDaemonRtn_e AddAutologMediaItem(const std::string& name, const std::string& videoPath,
+                                        const std::string& recoveryPath, const std::string& thumbnailPath,
+                                        const std::string& miscPath, const MediaReadings& readings);
+    jobsDaemonRtn_e AddMediaItem(std::shared_ptr<Media> media);
+    jobsDaemonRtn_e UpdateMediaFileSizes(const std::string& filePath);
+    /// On any job of the device. Removes the item's files too.
+    jobsDaemonRtn_e DeleteMediaItem(const std::string& jobID, const std::string& mediaID);
+
+    // Accessors (Accessors.cpp). All open a closed job on the way. ---------------------------------------------------
+
+    jobsDaemonRtn_e GetJobName(const std::string& jobID, std::string& name);
+    jobsDaemonRtn_e GetJobNotes(const std::string& jobID, std::string& notes);
+    jobsDaemonRtn_e GetJobPrivateNotes(const std::string& jobID, std::string& notes);
+    jobsDaemonRtn_e GetJobUserData(const std::string& jobID, std::string& userData);
+    jobsDaemonRtn_e GetJobLocked(const std::string& jobID, bool& locked);
+    jobsDaemonRtn_e GetJobAddressJSONstring(const std::string& jobID, std::string& text);
+    jobsDaemonRtn_e GetJobCustomerJSONstring(const std::string& jobID, std::string& text);
+    jobsDaemonRtn_e GetJobContactJSONstring(const std::string& jobID, uint8_t contactId, std::string& text);
+    jobsDaemonRtn_e GetJobContactsJSONstring(const std::string& jobID, std::string& text);
+    jobsDaemonRtn_e GetJobFolderPath(const std::string& jobID, std::string& path);
+    jobsDaemonRtn_e GetJobMediaCounts(const std::string& jobID, MediaCounts& counts);
+
+    jobsDaemonRtn_e SetJobName(const std::string& jobID, const std::string& name);
+    jobsDaemonRtn_e SetJobNotes(const std::string& jobID, const std::string& notes);
+    jobsDaemonRtn_e SetJobPrivateNotes(const std::string& jobID, const std::string& notes);
+    jobsDaemonRtn_e SetJobUserData(const std::string& jobID, const std::string& userData);
+    jobsDaemonRtn_e SetJobLocked(const std::string& jobID, bool locked);
+    jobsDaemonRtn_e SetJobAddressByJSONstring(const std::string& jobID, const std::string& text);
+    jobsDaemonRtn_e ClearJobAddress(const std::string& jobID);
+    jobsDaemonRtn_e SetJobCustomerByJSONstring(const std::string& jobID, const std::string& text);
+    jobsDaemonRtn_e ClearJobCustomer(const std::string& jobID);
+    jobsDaemonRtn_e AddJobContactByJSONstring(const std::string& jobID, const std::string& text, uint8_t& contactId);
+    jobsDaemonRtn_e UpdateJobContactByJSONstring(const std::string& jobID, const std::string& text);
+    jobsDaemonRtn_e RemoveJobContact(const std::string& jobID, uint8_t contactId);
+    /// In memory only, until another setter saves.
+    jobsDaemonRtn_e RemoveJobContacts(const std::string& jobID);
+    /// On the current job; nothing happens without one. Takes a parsed object.
+    jobsDaemonRtn_e SetDefaultContactByJSONstring(const nlohmann::json& json, uint32_t contactSource);
+
+    jobsDaemonRtn_e GetMediaName(const std::string& jobID, const std::string& mediaID, std::string& name);
+    jobsDaemonRtn_e GetMediaNotes(const std::string& jobID, const std::string& mediaID, std::string& notes);
+    jobsDaemonRtn_e GetMediaPrivateNotes(const std::string& jobID, const std::string& mediaID, std::string& notes);
+    jobsDaemonRtn_e GetMediaData(const std::string& jobID, const std::string& mediaID, std::string& userData);
+    jobsDaemonRtn_e GetMediaIsIncludedInReport(const std::string& jobID, const std::string& mediaID, bool& included);
+
+    jobsDaemonRtn_e SetMediaName(const std::string& jobID, const std::string& mediaID, const std::string& name);
+    jobsDaemonRtn_e SetMediaNotes(const std::string& jobID, const std::string& mediaID, const std::string& notes);
+    jobsDaemonRtn_e SetMediaPrivateNotes(const std::string& jobID, const std::string& mediaID,
+                                         const std::string& notes);
+    jobsDaemonRtn_e SetMediaData(const std::string& jobID, const std::string& mediaID, const std::string& userData);
+    /// Saves only when the flag changes, and stamps no time.
+    jobsDaemonRtn_e SetMediaIsIncludedInReport(const std::string& jobID, const std::string& mediaID, bool included);
+
+    // Views (JobListViews.cpp). The texts are compact JSON. ----------------------------------------------------------
+
+    std::string GetJobListStatsJSONstring() const;
+    std::string GetSearchStatsJSONstring() const;
+    jobsDaemonRtn_e GetJobSummaryJSONstring(const std::string& jobID, std::string& text) const;
+    /// Empty, with success, for a path in the right place that belongs to no item.
+    jobsDaemonRtn_e GetMediaID(const std::string& filePath, std::string& mediaID) const;
+
+    // Signals. Raised on the calling thread. -------------------------------------------------------------------------
+
+    RaisedSignal<ManagedDevice&> _deviceStateUpdate;
+    /// True when no more is to come.
+    RaisedSignal<ManagedDevice&, bool> _jobListStatsChanged;
+    /// The job's summary as compact JSON.
+    RaisedSignal<ManagedDevice&, const std::string&> _jobChanged;
+    RaisedSignal<ManagedDevice&> _jobCreated;
+    RaisedSignal<ManagedDevice&> _jobOpened;
+    /// The job's ID.
+    RaisedSignal<ManagedDevice&, const std::string&> _jobClosed;
+
+    /// Percent, jobs done, jobs in all.
+    using DeleteProgress = RaisedSignal<ManagedDevice&, int32_t, int32_t, int32_t>;
+    /// Cancelled, jobs done, jobs in all.
+    using DeleteFinish = RaisedSignal<ManagedDevice&, bool, int32_t, int32_t>;
+    /// Job ID, return code.
+    using DeleteError = RaisedSignal<ManagedDevice&, const std::string&, int32_t>;
+    /// The same with the destination's device ID before them.
+    using TransferProgress = RaisedSignal<ManagedDevice&, const std::string&, int32_t, int32_t, int32_t>;
+    using TransferFinish = RaisedSignal<ManagedDevice&, const std::string&, bool, int32_t, int32_t>;
+    using TransferError = RaisedSignal<ManagedDevice&, const std::string&, const std::string&, int32_t>;
+
+    DeleteProgress _jobListDeleteProgress;
+    DeleteFinish _jobListDeleteFinish;
+    DeleteError _jobListDeleteError;
+    TransferProgress _jobListMoveProgress;
+    TransferFinish _jobListMoveFinish;
+    TransferError _jobListMoveError;
+    TransferProgress _jobListCopyProgress;
+    TransferFinish _jobListCopyFinish;
+    TransferError _jobListCopyError;
+    RaisedSignal<ManagedDevice&> _jobSearchComplete;
+
+private:
+    struct SearchRecord;
+    struct AccessorNames;
+    struct MediaRegistration;
+
+    // State
+    void _Cancel();
+    static void _JoinThread(std::thread& thread);
+    std::shared_ptr<Job> _CurrentJob() const;
+    void _SetCurrentJob(std::shared_ptr<Job> job);
+    /// FindJob with the line that all operations share when there is none.
+    std::shared_ptr<Job> _FindJobOrLog(const std::string& jobID, const char* method) const;
+    std::shared_ptr<JobFileHandler> _FindFileHandler(const std::string& extension) const;
+
+    // Opening, closing, saving
+    jobsDaemonRtn_e _LoadJobSummary(Job& job);
+    jobsDaemonRtn_e _LoadJob(Job& job);
+    jobsDaemonRtn_e _OpenJob(const std::shared_ptr<Job>& job, bool makeCurrent);
+    void _RepairDiscrepancies(Job& job);
+    void _FindAndCloseNonCurrentJob();
+    jobsDaemonRtn_e CloseJob(const std::shared_ptr<Job>& job);
+    jobsDaemonRtn_e _CheckNoRecordingInto(const Job& job) const;
+
+    // Creating jobs
+    std::string _NewJobFolder(const std::string& jobName, const std::string& localTime) const;
+    std::shared_ptr<Job> _NewJob(const std::string& jobFilePath, std::string& jobName, const std::string& utcTime);
+    void _AddCompanyContact(Job& job);
+    jobsDaemonRtn_e _FillJobFolder(Job& job);
+
+    // Media
+    jobsDaemonRtn_e _RegisterMedia(const MediaRegistration& registration);
+    jobsDaemonRtn_e _CheckNoPlaybackFrom(const std::vector<std::string>& files) const;
+
+    // Accessors
+    jobsDaemonRtn_e _FindOpenJob(const AccessorNames& names, const std::string& jobID, std::shared_ptr<Job>& job);
+    template <typename Read>
+    jobsDaemonRtn_e _ReadJob(const AccessorNames& names, const std::string& jobID, Read read);
+    template <typename Change>
+    jobsDaemonRtn_e _ChangeJob(const AccessorNames& names, const std::string& jobID, Change change);
+    jobsDaemonRtn_e _SaveChange(const AccessorNames& names, Job& job);
+    jobsDaemonRtn_e GetMediaItem(const std::shared_ptr<Job>& job, const std::string& mediaID,
+                                 std::shared_ptr<Media>& media);
+    jobsDaemonRtn_e GetMediaItem(const std::string& jobID, const std::string& mediaID, std::shared_ptr<Media>& media);
+    template <typename Read>
+    jobsDaemonRtn_e _ReadMedia(const char* method, const std::string& jobID, const std::string& mediaID, Read read);
+    jobsDaemonRtn_e _FindMediaToChange(const char* method, const std::string& jobID, const std::string& mediaID,
+                                       std::shared_ptr<Job>& job, std::shared_ptr<Media>& media);
+    jobsDaemonRtn_e _SaveMediaChange(const char* method, Job& job);
+    jobsDaemonRtn_e _SetMediaText(const char* method, const std::string& jobID, const std::string& mediaID,
+                                  std::string Media::*field, const std::string& text);
+
+    std::string _storagePath;
+    std::string _mountPoint;
+    std::string _dbusPath;
+    std::string _deviceId;
+    Buslink::Slot _dbusSlot;
+    std::vector<sd_bus_vtable> _dbusVtable;
+
+    std::atomic<deviceState_e> _state{DEVICE_STATE_IDLE};
+    std::atomic<bool> _readOnly{false};
+    /// Stops the worker thread between two jobs.
+    std::atomic<bool> _cancel{false};
+    std::thread _workerThread;
+
+    /// Guards the list, and the counters where they change with it.
+    mutable std::mutex _jobListMutex;
+    JobList _jobList;
+    std::atomic<uint16_t> nRuvoJobs{0};
+    std::atomic<uint16_t> nTamsyJobs{0};
+    /// Legacy jobs that the last index run saw; not reduced later.
+    std::atomic<uint16_t> nTamsyJobsAtReIndex{0};
+
+    mutable std::mutex _currentJobMutex;
+    std::shared_ptr<Job> _currentJob;
+
+    mutable std::mutex _searchMutex;
+    std::unique_ptr<SearchRecord> _search;
+    std::thread _searchThread;
+    std::atomic<bool> _searchCancel{false};
+
+    /// Held over the call to the storage service, so that it hears set and clear in order.
+    std::mutex _writeActiveMutex;
+    std::vector<std::string> _writeActiveReasons;
+
+    std::vector<std::shared_ptr<JobFileHandler>> _fileHandlers;
+};
+
+/// Marks a device as being written for the length of a scope.
+class WriteActiveMark {
+public:
+    WriteActiveMark(ManagedDevice& device, const char* reason) : _device(device), _reason(reason) {
+        _device._SetWriteActive(_reason, true);
+    }
+    WriteActiveMark(const WriteActiveMark&) = delete;
+    WriteActiveMark& operator=(const WriteActiveMark&) = delete;
+    ~WriteActiveMark() { _device._SetWriteActive(_reason, false); }
+
+private:
+    ManagedDevice& _device;
+    const char* _reason;
+};
+
+} // namespace JobsManagerD

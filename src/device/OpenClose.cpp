@@ -1,0 +1,168 @@
+#include "device/ManagedDevice.h"
+#include "fsutil/Paths.h"
+#include "peers/VideoDaemon.h"
+
+#include <algorithm>
+#include <syslog.h>
+
+using Videod::VideoDaemonDbusHandler;
+
+namespace JobsManagerD {
+
+jobsDaemonRtn_e ManagedDevice::_LoadJobSummary(Job& job) {
+    const std::string extension = GetPathExtension(job.JobFilePath());
+    if (const auto handler = _FindFileHandler(extension))
+        return ConvertFileOpRtn(handler->ParseJobFileSummary(job));
+    syslog(LOG_ERR, "ManagedDevice::_LoadJobSummary - Unsupported File Format %s", extension.c_str());
+    return JOBS_RTN_UNSUPPORTED_FORMAT;
+}
+
+jobsDaemonRtn_e ManagedDevice::_LoadJob(Job& job) {
+    const std::string extension = GetPathExtension(job.JobFilePath());
+    if (const auto handler = _FindFileHandler(extension))
+        return ConvertFileOpRtn(handler->ParseJobFile(job));
+    syslog(LOG_ERR, "ManagedDevice::_LoadJob - Unsupported File Format %s", extension.c_str());
+    return JOBS_RTN_UNSUPPORTED_FORMAT;
+}
+
+jobsDaemonRtn_e ManagedDevice::_OpenJob(const std::shared_ptr<Job>& job, bool makeCurrent) {
+    const std::lock_guard lock(job->Lock());
+    if (!job->IsOpen()) {
+        if (!makeCurrent)
+            _FindAndCloseNonCurrentJob();
+        const jobsDaemonRtn_e result = _LoadJob(*job);
+        if (result != JOBS_RTN_SUCCEEDED) {
+            syslog(LOG_ERR, "ManagedDevice::_OpenJob. Failed to open job file: %s", job->JobFilePath().c_str());
+            return result;
+        }
+        job->SetOpen(true);
+        _RepairDiscrepancies(*job);
+    }
+    if (makeCurrent) {
+        _SetCurrentJob(job);
+        _jobOpened.Raise(*this);
+    }
+    return JOBS_RTN_SUCCEEDED;
+}
+
+/// The files on the medium are right: what the job file says otherwise is put right before the job is handed on.
+void ManagedDevice::_RepairDiscrepancies(Job& job) {
+    if (!job.UpdateAllMediaFileSizes())
+        return;
+    const std::string path = job.JobFilePath();
+    syslog(LOG_DEBUG, "ManagedDevice::_OpenJob. Jobfile and filesystem discrepancies found for job: %s", path.c_str());
+    if (UpdateJobFile(job, false, true) != JOBS_RTN_SUCCEEDED)
+        syslog(LOG_ERR, "ManagedDevice::_OpenJob. Failed to update job file: %s", path.c_str());
+    _jobChanged.Raise(*this, job.SummaryJSONstring());
+}
+
+jobsDaemonRtn_e ManagedDevice::OpenJob(const std::string& jobID, bool makeCurrent) {
+    const std::shared_ptr<Job> job = _FindJobOrLog(jobID, "OpenJob");
+    return job ? _OpenJob(job, makeCurrent) : JOBS_RTN_JOB_ID_NOT_FOUND;
+}
+
+/// One queried job is kept open as a cache; the next query closes it.
+void ManagedDevice::_FindAndCloseNonCurrentJob() {
+    std::shared_ptr<Job> chosen;
+    {
+        const std::lock_guard lock(_jobListMutex);
+        const auto found = std::ranges::find_if(
+            _jobList, [this](const auto& job) { return job->IsOpen() && !IsCurrentJob(job->Id()); });
+        if (found == _jobList.end())
+            return;
+        chosen = *found;
+    }
+    syslog(LOG_INFO, "ManagedDevice::_FindAndCloseNonCurrentJob - Closing job with ID: %s", chosen->Id().c_str());
+    CloseJob(chosen);
+}
+
+jobsDaemonRtn_e ManagedDevice::_CheckNoRecordingInto(const Job& job) const {
+    struct Recording {
+        int32_t (*getFilename)(std::string&);
+        const char* message;
+        int32_t state = 0;
+    };
+    // The autolog has always shared the line of the photoTalk.
+    constexpr const char* photoTalkActive =
+        "ManagedDevice::CloseJob - PhotoTalk recording active to file within job folder %s";
+    Recording recordings[] = {
+        {VideoDaemonDbusHandler::GetRecordingFilename,
+         "ManagedDevice::CloseJob - Video recording active to file within job folder %s"},
+        {VideoDaemonDbusHandler::GetPhotoTalkFilename, photoTalkActive},
+        {VideoDaemonDbusHandler::GetAutoLogFilename, photoTalkActive},
+    };
+    if (VideoDaemonDbusHandler::GetRecordingState(recordings[0].state) < 0 ||
+        VideoDaemonDbusHandler::GetPhotoTalkState(recordings[1].state) < 0 ||
+        VideoDaemonDbusHandler::GetAutoLogState(recordings[2].state) < 0)
+        return JOBS_RTN_DBUS_ERROR;
+
+    for (const Recording& recording : recordings) {
+        if (!VideoDaemonDbusHandler::IsActive(recording.state))
+            continue;
+        std::string filename;
+        if (recording.getFilename(filename) < 0)
+            return JOBS_RTN_DBUS_ERROR;
+        if (filename.find(job.JobFolderPath()) != std::string::npos) {
+            syslog(LOG_ERR, recording.message, filename.c_str());
+            return JOBS_RTN_JOB_ACTIVE_RECORDING;
+        }
+    }
+    return JOBS_RTN_SUCCEEDED;
+}
+
+jobsDaemonRtn_e ManagedDevice::CloseJob(const std::shared_ptr<Job>& job) {
+    if (!job->IsOpen())
+        return JOBS_RTN_SUCCEEDED;
+    const std::string jobID = job->Id();
+    const bool isCurrent = IsCurrentJob(jobID);
+    if (isCurrent) {
+        const jobsDaemonRtn_e result = _CheckNoRecordingInto(*job);
+        if (result == JOBS_RTN_DBUS_ERROR)
+            syslog(LOG_ERR, "ManagedDevice::CloseJob - Dbus comms error");
+        if (result != JOBS_RTN_SUCCEEDED)
+            return result;
+    }
+    job->ClearDetails();
+    job->SetOpen(false);
+    if (isCurrent) {
+        _SetCurrentJob(nullptr);
+        _jobClosed.Raise(*this, jobID);
+    }
+    syslog(LOG_INFO, "ManagedDevice::CloseJob. Closed job with ID: %s", jobID.c_str());
+    return JOBS_RTN_SUCCEEDED;
+}
+
+jobsDaemonRtn_e ManagedDevice::CloseJob(const std::string& jobID) {
+    const std::shared_ptr<Job> job = _FindJobOrLog(jobID, "CloseJob");
+    return job ? CloseJob(job) : JOBS_RTN_JOB_ID_NOT_FOUND;
+}
+
+jobsDaemonRtn_e ManagedDevice::UpdateJobFile(Job& job, bool notify, bool requireOpen) {
+    if (_readOnly) {
+        syslog(LOG_ERR, "%s - Filesystem is read-only", "UpdateJobFile");
+        return JOBS_RTN_READ_ONLY_FS;
+    }
+    if (requireOpen && !job.IsOpen()) {
+        syslog(LOG_ERR, "ManagedDevice::UpdateJobFile - Job not open");
+        return JOBS_RTN_JOB_NOT_OPEN;
+    }
+    const std::string path = job.JobFilePath();
+    const std::string extension = GetPathExtension(path);
+    const auto handler = _FindFileHandler(extension);
+    if (!handler) {
+        syslog(LOG_ERR, "ManagedDevice::UpdateJobFile - Unsupported jobfile format - extension %s", extension.c_str());
+        return JOBS_RTN_UNSUPPORTED_FORMAT;
+    }
+
+    job.ChangeSummary([](JobSummary& summary) { summary.version = currentJobVersion; });
+    const WriteActiveMark mark(*this, "JobFileUpdate");
+    const jobFileOpRtn_e result = handler->UpdateJobFile(job);
+    if (result != JOBFILE_OP_SUCCEEDED)
+        syslog(LOG_ERR, "ManagedDevice::UpdateJobFile - Failed to update job file %s : %s", path.c_str(),
+               JobFileOpText(result));
+    else if (notify)
+        _jobChanged.Raise(*this, job.SummaryJSONstring());
+    return ConvertFileOpRtn(result);
+}
+
+} // namespace JobsManagerD

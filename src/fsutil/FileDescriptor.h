@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+
+namespace JobsManagerD {
+
+/// Owns one file descriptor.
+class FileDescriptor {
+public:
+    explicit FileDescriptor(int descriptor = -1) : _descriptor(descriptor) {}
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+    ~FileDescriptor() { Close(); }
+
+    explicit operator bool() const { return _descriptor >= 0; }
+    int Get() const { return _descriptor; }
+
+    /// False when the kernel reports an error; the descriptor is gone in either case.
+    bool Close();
+
+private:
+    int _descriptor;
+};
+
+/// `open` that neither waits for the other end of a FIFO nor passes the descriptor on to a child process.
+int OpenWithoutWaiting(const std::string& path, int flags, unsigned mode = 0);
+
+/// Reads a whole regular file. False when it cannot be opened, is no regular file, or a read fails.
+bool ReadRegularFile(const std::string& path, std::string& contents);
+
+/// Writes all of `contents`, in as many writes as it takes. False as soon as one fails.
+bool WriteAll(int descriptor, const std::string& contents);
+
+} // namespace JobsManagerD

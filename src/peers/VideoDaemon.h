@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace Videod {
+
+/// The video service, which records and plays media. It is asked one kind of question: is a recording or a playback
+/// running, and from which file? States 1 and 2 count as running. Each getter blocks for a round trip on a connection
+/// of its own, may be called on any thread, and returns a negative errno on failure, which it does not log.
+class VideoDaemonDbusHandler {
+public:
+    static int32_t GetRecordingState(int32_t& state);
+    static int32_t GetPlaybackState(int32_t& state);
+    static int32_t GetPhotoTalkState(int32_t& state);
+    static int32_t GetAutoLogState(int32_t& state);
+    static int32_t GetRecordingFilename(std::string& filename);
+    static int32_t GetPlaybackFilename(std::string& filename);
+    static int32_t GetPhotoTalkFilename(std::string& filename);
+    static int32_t GetAutoLogFilename(std::string& filename);
+
+    static bool IsActive(int32_t state) { return state == 1 || state == 2; }
+};
+
+} // namespace Videod

@@ -1,0 +1,36 @@
+#include "peers/buslink/DbusListener.h"
+
+namespace Buslink {
+
+int32_t DbusConnector::Connect() {
+    if (_bus)
+        return 0;
+    int result = sd_bus_open_user(Out(_bus));
+    if (result >= 0)
+        result = sd_bus_attach_event(_bus.get(), _event, SD_EVENT_PRIORITY_NORMAL);
+    return result;
+}
+
+void DbusConnector::Disconnect() { _bus.reset(); }
+
+int32_t DbusListener::ListenSignals(const std::vector<std::string>& keys, void* userData) {
+    int32_t result = 0;
+    for (const std::string& key : keys) {
+        const SignalEntry& entry = signals.at(key);
+        result = ListenSignal(entry.service, entry.path, entry.interface, entry.member, entry.handler, userData);
+        if (result < 0)
+            break;
+    }
+    return result;
+}
+
+int32_t DbusListener::ListenSignal(const std::string& service, const std::string& path, const std::string& interface,
+                                   const std::string& member, sd_bus_message_handler_t handler, void* userData) {
+    const int32_t result = Connect();
+    if (result < 0)
+        return result;
+    return sd_bus_match_signal(Bus(), nullptr, service.c_str(), path.empty() ? nullptr : path.c_str(),
+                               interface.c_str(), member.c_str(), handler, userData);
+}
+
+} // namespace Buslink

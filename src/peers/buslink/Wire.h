@@ -1,0 +1,127 @@
+#pragma once
+
+#include "peers/buslink/Utf8.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <string>
+#include <systemd/sd-bus.h>
+#include <tuple>
+#include <vector>
+
+namespace Buslink {
+
+/// How a C++ type travels: its signature, and reading from and appending to a message. Reading and appending return
+/// what sd-bus returns; a read at the end of a container gives -ENODATA. A tuple is a structure.
+template <typename T>
+struct Wire;
+
+template <typename T, char code>
+struct BasicWire {
+    static constexpr std::string Signature() { return {code}; }
+    static int Read(sd_bus_message* message, T& value) { return sd_bus_message_read_basic(message, code, &value); }
+    static int Append(sd_bus_message* message, T value) { return sd_bus_message_append_basic(message, code, &value); }
+};
+
+template <>
+struct Wire<uint8_t> : BasicWire<uint8_t, 'y'> {};
+template <>
+struct Wire<uint16_t> : BasicWire<uint16_t, 'q'> {};
+template <>
+struct Wire<int32_t> : BasicWire<int32_t, 'i'> {};
+template <>
+struct Wire<uint32_t> : BasicWire<uint32_t, 'u'> {};
+template <>
+struct Wire<int64_t> : BasicWire<int64_t, 'x'> {};
+template <>
+struct Wire<uint64_t> : BasicWire<uint64_t, 't'> {};
+template <>
+struct Wire<double> : BasicWire<double, 'd'> {};
+
+template <>
+struct Wire<bool> {
+    static constexpr std::string Signature() { return "b"; }
+    static int Read(sd_bus_message* message, bool& value) {
+        int number = 0;
+        const int result = sd_bus_message_read_basic(message, 'b', &number);
+        value = number != 0;
+        return result;
+    }
+    static int Append(sd_bus_message* message, bool value) {
+        const int number = value;
+        return sd_bus_message_append_basic(message, 'b', &number);
+    }
+};
+
+/// Bytes that are no UTF-8 go out as U+FFFD.
+template <>
+struct Wire<std::string> {
+    static constexpr std::string Signature() { return "s"; }
+    static int Read(sd_bus_message* message, std::string& value) {
+        const char* text = nullptr;
+        const int result = sd_bus_message_read_basic(message, 's', &text);
+        value = result > 0 ? text : "";
+        return result;
+    }
+    static int Append(sd_bus_message* message, const std::string& value) {
+        return sd_bus_message_append_basic(message, 's', ValidUtf8(value).c_str());
+    }
+};
+
+template <>
+struct Wire<std::vector<std::string>> {
+    static constexpr std::string Signature() { return "as"; }
+    static int Read(sd_bus_message* message, std::vector<std::string>& value) {
+        value.clear();
+        int result = sd_bus_message_enter_container(message, 'a', "s");
+        for (std::string text; result > 0 && (result = Wire<std::string>::Read(message, text)) > 0;)
+            value.push_back(text);
+        return result < 0 ? result : sd_bus_message_exit_container(message);
+    }
+    static int Append(sd_bus_message* message, const std::vector<std::string>& value) {
+        int result = sd_bus_message_open_container(message, 'a', "s");
+        for (const std::string& text : value)
+            result = result < 0 ? result : Wire<std::string>::Append(message, text);
+        return result < 0 ? result : sd_bus_message_close_container(message);
+    }
+};
+
+/// Reads, or appends, one value after the other until one fails. A value that is missing is a failure.
+template <typename... Types>
+int ReadAll([[maybe_unused]] sd_bus_message* message, Types&... values) {
+    int result = 1;
+    ((result = result <= 0 ? result : Wire<Types>::Read(message, values)), ...);
+    return result == 0 ? -ENODATA : result;
+}
+
+template <typename... Types>
+int AppendAll([[maybe_unused]] sd_bus_message* message, const Types&... values) {
+    int result = 0;
+    ((result = result < 0 ? result : Wire<Types>::Append(message, values)), ...);
+    return result;
+}
+
+template <typename... Types>
+constexpr std::string SignatureOfAll() {
+    return (std::string() + ... + Wire<Types>::Signature());
+}
+
+template <typename... Types>
+struct Wire<std::tuple<Types...>> {
+    static constexpr std::string Contents() { return SignatureOfAll<Types...>(); }
+    static constexpr std::string Signature() { return "(" + Contents() + ")"; }
+    static int Read(sd_bus_message* message, std::tuple<Types...>& value) {
+        int result = sd_bus_message_enter_container(message, 'r', Contents().c_str());
+        if (result > 0)
+            result = std::apply([message](Types&... members) { return ReadAll(message, members...); }, value);
+        return result < 0 ? result : sd_bus_message_exit_container(message);
+    }
+    static int Append(sd_bus_message* message, const std::tuple<Types...>& value) {
+        int result = sd_bus_message_open_container(message, 'r', Contents().c_str());
+        if (result >= 0)
+            result = std::apply([message](const Types&... members) { return AppendAll(message, members...); }, value);
+        return result < 0 ? result : sd_bus_message_close_container(message);
+    }
+};
+
+} // namespace Buslink
