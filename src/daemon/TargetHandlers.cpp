@@ -1,5 +1,6 @@
 #include "daemon/Handlers.h"
 
+#include <optional>
 #include <syslog.h>
 
 namespace JobsManagerD::Handlers {
@@ -29,9 +30,11 @@ private:
     const Text _previous;
 };
 
+enum class Marks { nothing, writeActive };
+
 /// What CreateJob and OpenJob share: `makeCurrent(device)` gives the device a current job, whose summary is the reply.
 template <typename MakeCurrent>
-CodeDeviceAndText MakeJobCurrent(JobsManagerDaemon& daemon, const char* method, const Text& dev,
+CodeDeviceAndText MakeJobCurrent(JobsManagerDaemon& daemon, const char* method, const Text& dev, Marks marks,
                                  MakeCurrent makeCurrent) {
     const Text deviceID = dev.empty() ? daemon.TargetDeviceID() : dev;
     if (daemon.CurrentJobDevice())
@@ -41,6 +44,9 @@ CodeDeviceAndText MakeJobCurrent(JobsManagerDaemon& daemon, const char* method, 
         return {JOBS_RTN_DEVICE_NOT_FOUND, deviceID, Text()};
 
     const TargetChange change(daemon, method, deviceID);
+    std::optional<WriteActiveMark> mark;
+    if (marks == Marks::writeActive)
+        mark.emplace(*device, "SingleJobSynchronous");
     const int32_t made = makeCurrent(*device);
     if (made != JOBS_RTN_SUCCEEDED) {
         syslog(LOG_ERR, "%s %s failed: %s", method, method, ReturnCodeText(made).c_str());
@@ -79,14 +85,13 @@ int32_t SetTargetDeviceID(JobsManagerDaemon& daemon, const Text& deviceID) {
 }
 
 CodeDeviceAndText CreateJob(JobsManagerDaemon& daemon, const Text& dev, const Text& jobName) {
-    return MakeJobCurrent(daemon, "CreateJob", dev, [name = jobName](ManagedDevice& device) mutable {
-        const WriteActiveMark mark(device, "SingleJobSynchronous");
-        return device.CreateJob(name);
-    });
+    return MakeJobCurrent(daemon, "CreateJob", dev, Marks::writeActive,
+                          [name = jobName](ManagedDevice& device) mutable { return device.CreateJob(name); });
 }
 
 CodeDeviceAndText OpenJob(JobsManagerDaemon& daemon, const Text& dev, const Text& job) {
-    return MakeJobCurrent(daemon, "OpenJob", dev, [&job](ManagedDevice& device) { return device.OpenJob(job, true); });
+    return MakeJobCurrent(daemon, "OpenJob", dev, Marks::nothing,
+                          [&job](ManagedDevice& device) { return device.OpenJob(job, true); });
 }
 
 CodeAndText CloseJob(JobsManagerDaemon& daemon) {
