@@ -1,7 +1,7 @@
 #include "simulator/EventThread.h"
 
 #include <sys/eventfd.h>
-#include <unistd.h>
+#include <utility>
 
 namespace Simulator {
 
@@ -20,27 +20,30 @@ EventThread::~EventThread() { Stop(); }
 void EventThread::Stop() {
     if (!_thread.joinable())
         return;
-    _Post([this] { sd_event_exit(_event.get(), 0); });
+    Run([this] { sd_event_exit(_event.get(), 0); });
     _thread.join();
 }
 
-void EventThread::_Post(std::function<void()> work) {
-    const std::lock_guard lock(_mutex);
-    _queue.push_back(std::move(work));
+void EventThread::_RunAndWait(const std::function<void()>& work) {
+    Task task{work};
+    std::unique_lock lock(_mutex);
+    _queue.push_back(&task);
     eventfd_write(_wakeDescriptor, 1);
+    _finished.wait(lock, [&task] { return task.isDone; });
 }
 
 int EventThread::_OnWake(sd_event_source*, int descriptor, uint32_t, void* userData) noexcept {
     auto& self = *static_cast<EventThread*>(userData);
     eventfd_t count = 0;
     eventfd_read(descriptor, &count);
-    std::deque<std::function<void()>> queue;
-    {
-        const std::lock_guard lock(self._mutex);
-        queue.swap(self._queue);
+    std::unique_lock lock(self._mutex);
+    for (Task* const task : std::exchange(self._queue, {})) {
+        lock.unlock();
+        task->work();
+        lock.lock();
+        task->isDone = true;
+        self._finished.notify_all();
     }
-    for (const auto& work : queue)
-        work();
     return 0;
 }
 

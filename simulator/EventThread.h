@@ -2,12 +2,14 @@
 
 #include "simulator/Handles.h"
 
-#include <deque>
+#include <condition_variable>
+#include <exception>
 #include <functional>
-#include <future>
-#include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
+#include <type_traits>
+#include <vector>
 
 namespace Simulator {
 
@@ -32,14 +34,21 @@ public:
     void Stop();
 
 private:
+    /// Work that a caller waits for.
+    struct Task {
+        const std::function<void()>& work;
+        bool isDone = false;
+    };
+
     static int _OnWake(sd_event_source*, int descriptor, uint32_t, void* userData) noexcept;
-    void _Post(std::function<void()> work);
+    void _RunAndWait(const std::function<void()>& work);
 
     Event _event;
     EventSource _wakeSource;
     int _wakeDescriptor = -1;
-    std::mutex _mutex; ///< guards _queue
-    std::deque<std::function<void()>> _queue;
+    std::mutex _mutex; ///< guards _queue and the state of its tasks
+    std::condition_variable _finished;
+    std::vector<Task*> _queue;
     std::thread _thread;
 };
 
@@ -47,11 +56,25 @@ template <typename Work>
 auto EventThread::Run(Work work) -> std::invoke_result_t<Work> {
     if (!_thread.joinable() || std::this_thread::get_id() == _thread.get_id())
         return work();
-    // Shared: the loop's thread may still be leaving the task when the caller has its result.
-    const auto task = std::make_shared<std::packaged_task<std::invoke_result_t<Work>()>>(std::move(work));
-    auto result = task->get_future();
-    _Post([task] { (*task)(); });
-    return result.get();
+    // The result is the caller's own: once the caller goes on, the loop's thread holds no part of it, nor of what was
+    // thrown.
+    constexpr bool isVoid = std::is_void_v<std::invoke_result_t<Work>>;
+    std::optional<std::conditional_t<isVoid, bool, std::invoke_result_t<Work>>> result;
+    std::exception_ptr thrown;
+    _RunAndWait([&] {
+        try {
+            if constexpr (isVoid)
+                work();
+            else
+                result = work();
+        } catch (...) {
+            thrown = std::current_exception();
+        }
+    });
+    if (thrown)
+        std::rethrow_exception(std::move(thrown));
+    if constexpr (!isVoid)
+        return std::move(*result);
 }
 
 } // namespace Simulator

@@ -59,6 +59,10 @@ void PeerService::ComeBack() {
 
 void PeerService::GoAway() {
     Run([this] {
+        if (!_connection)
+            return;
+        // The bus notices a closed connection in its own time; the name is free when this returns.
+        sd_bus_release_name(_connection.get(), _busName.c_str());
         _pending.clear();
         _connection.reset();
     });

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <list>
 #include <map>
 #include <optional>
@@ -39,12 +40,13 @@ public:
     PeerService(EventThread& loop, std::string busAddress, std::string busName);
     PeerService(const PeerService&) = delete;
     PeerService& operator=(const PeerService&) = delete;
-    /// The loop must have been stopped.
+    /// The service must have gone away, or the loop have been stopped.
     ~PeerService() = default;
 
     /// Connects and takes the bus name. Throws std::system_error, also when another has the name.
     void ComeBack();
-    /// Drops the connection, as a service that ends. Calls without an answer fail at the caller; objects are kept.
+    /// Drops the bus name and the connection, as a service that ends. Calls without an answer fail at the caller;
+    /// objects are kept.
     void GoAway();
 
     /// `member` is the name of a method or of a property. Each stays in force until AnswerNormally.

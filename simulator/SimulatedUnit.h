@@ -6,6 +6,8 @@
 #include "simulator/SyncService.h"
 #include "simulator/VideoService.h"
 
+#include <array>
+
 namespace Simulator {
 
 /// The peers of the jobs service on one bus, served by one thread. Any thread may use the services.
@@ -16,7 +18,7 @@ public:
     explicit SimulatedUnit(const std::string& busAddress = "");
     SimulatedUnit(const SimulatedUnit&) = delete;
     SimulatedUnit& operator=(const SimulatedUnit&) = delete;
-    ~SimulatedUnit() { _loop.Stop(); }
+    ~SimulatedUnit();
 
     StorageService& Storage() { return _storage; }
     SettingsService& Settings() { return _settings; }
@@ -25,12 +27,15 @@ public:
     FileRepairService& FileRepair() { return _fileRepair; }
 
 private:
+    void _GoAway();
+
     EventThread _loop;
     StorageService _storage;
     SettingsService _settings;
     SyncService _sync;
     VideoService _video;
     FileRepairService _fileRepair;
+    const std::array<PeerService*, 5> _services{&_storage, &_settings, &_sync, &_video, &_fileRepair};
 };
 
 } // namespace Simulator

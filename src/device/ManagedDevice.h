@@ -253,8 +253,9 @@ private:
     std::string _mountPoint;
     std::string _dbusPath;
     std::string _deviceId;
-    Buslink::Slot _dbusSlot;
     std::vector<sd_bus_vtable> _dbusVtable;
+    /// Behind the table, which releasing it still reads.
+    Buslink::Slot _dbusSlot;
 
     std::atomic<deviceState_e> _state{DEVICE_STATE_IDLE};
     std::atomic<bool> _readOnly{false};

@@ -152,6 +152,9 @@ template int32_t GetProperty(sd_bus*, const char*, const char*, const char*, con
 template int32_t GetProperty(sd_bus*, const char*, const char*, const char*, const char*, std::string&, std::string&);
 template int32_t GetProperty(sd_bus*, const char*, const char*, const char*, const char*, int32_t&, std::string&);
 template int32_t GetProperty(sd_bus*, const char*, const char*, const char*, const char*, uint32_t&, std::string&);
+template int32_t GetProperty(sd_bus*, const char*, const char*, const char*, const char*, int64_t&, std::string&);
+template int32_t GetProperty(sd_bus*, const char*, const char*, const char*, const char*, uint64_t&, std::string&);
+template int32_t GetProperty(sd_bus*, const char*, const char*, const char*, const char*, double&, std::string&);
 template int32_t GetProperty(sd_bus*, const char*, const char*, const char*, const char*, std::vector<std::string>&,
                              std::string&);
 template int32_t GetProperty(sd_bus*, const char*, const char*, const char*, const char*, nlohmann::json&,

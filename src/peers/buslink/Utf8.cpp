@@ -15,12 +15,14 @@ struct Form {
 constexpr Form forms[] = {
     {0x80, 0x00, 1, 0x00}, {0xE0, 0xC0, 2, 0x80}, {0xF0, 0xE0, 3, 0x800}, {0xF8, 0xF0, 4, 0x10000}};
 
-bool IsScalarValue(uint32_t code, const Form& form) {
+/// Whether the code may travel: a scalar value (RFC 3629) that sd-bus takes, which refuses the noncharacters.
+bool IsCharacter(uint32_t code, const Form& form) {
     const bool isSurrogate = code >= 0xD800 && code <= 0xDFFF;
-    return code >= form.lowest && code <= 0x10FFFF && !isSurrogate;
+    const bool isNoncharacter = (code >= 0xFDD0 && code <= 0xFDEF) || (code & 0xFFFE) == 0xFFFE;
+    return code >= form.lowest && code <= 0x10FFFF && !isSurrogate && !isNoncharacter;
 }
 
-/// Length in bytes of the valid character at `place`, 0 when there is none (RFC 3629).
+/// Length in bytes of the valid character at `place`, 0 when there is none.
 size_t CharacterLength(const std::string& text, size_t place) {
     const auto byteAt = [&text](size_t i) { return static_cast<uint8_t>(text[i]); };
     for (const Form& form : forms) {
@@ -34,7 +36,7 @@ size_t CharacterLength(const std::string& text, size_t place) {
                 return 0;
             code = code << 6 | (byteAt(place + i) & 0x3F);
         }
-        return IsScalarValue(code, form) ? form.length : 0;
+        return IsCharacter(code, form) ? form.length : 0;
     }
     return 0;
 }

@@ -4,7 +4,8 @@
 
 namespace Buslink {
 
-/// The text with each byte that is no UTF-8 replaced by U+FFFD: the bus disconnects a client that sends anything else.
+/// The text with each byte that is no UTF-8, or belongs to a noncharacter, replaced by U+FFFD: a message takes nothing
+/// else.
 std::string ValidUtf8(const std::string& text);
 
 } // namespace Buslink
