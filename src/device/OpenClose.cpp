@@ -123,7 +123,6 @@ jobsDaemonRtn_e ManagedDevice::CloseJob(const std::shared_ptr<Job>& job) {
             return result;
     }
     job->ClearDetails();
-    job->SetOpen(false);
     if (isCurrent) {
         _SetCurrentJob(nullptr);
         _jobClosed.Raise(*this, jobID);

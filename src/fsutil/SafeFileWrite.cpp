@@ -29,7 +29,7 @@ void KeepBackup(const std::string& path) {
     bool error = false;
     if (!TryFsExists(path, error) || error)
         return;
-    const bool copied = IsPlainFileOrNothing(backup) &&
+    const bool copied = IsPlainFileOrNothing(path) && IsPlainFileOrNothing(backup) &&
                         TryFsCopyFile(path, backup, error, std::filesystem::copy_options::overwrite_existing);
     if (!copied || error) {
         syslog(LOG_ERR, "%s - Could not copy %s to %s", "SafeFileWrite", path.c_str(), backup.c_str());

@@ -132,7 +132,7 @@ std::shared_ptr<Media> ParseMedia(const json& value) {
 std::shared_ptr<Media> ParseMediaOrNothing(const json& value) {
     try {
         return ParseMedia(value);
-    } catch (const json::exception& exception) {
+    } catch (const std::exception& exception) {
         syslog(LOG_ERR, "JobFileHandlerJSON::ParseMedia - %s", exception.what());
         return nullptr;
     }
@@ -165,7 +165,7 @@ jobFileOpRtn_e JobFileHandlerJSON::ParseJobFileSummary(Job& job) const try {
     }
     job.SetSummary(ReadSummary(document));
     return JOBFILE_OP_SUCCEEDED;
-} catch (const json::exception& exception) {
+} catch (const std::exception& exception) {
     syslog(LOG_ERR, "JobFileHandlerJSON::ParseJobFileSummary - %s", exception.what());
     return JOBFILE_OP_MISSING_FIELDS;
 }
@@ -180,12 +180,11 @@ jobFileOpRtn_e JobFileHandlerJSON::ParseJobFile(Job& job) const try {
     }
     JobDetails details = ReadDetails(document, job.Id());
     std::string mediaFolder = HasKey(document, "mediaFolder") ? document["mediaFolder"].get<std::string>() : "media";
-    job.ClearDetails();
-    job.SetDetails(std::move(details));
+    job.Details() = std::move(details);
     job.SetMediaFolder(mediaFolder);
     ReadMedia(document, job);
     return JOBFILE_OP_SUCCEEDED;
-} catch (const json::exception& exception) {
+} catch (const std::exception& exception) {
     syslog(LOG_ERR, "JobFileHandlerJSON::ParseJobFile - %s", exception.what());
     return JOBFILE_OP_MISSING_FIELDS;
 }

@@ -94,8 +94,8 @@ bool HasValidJobDetailFields(const json& value) {
 }
 
 bool HasValidJobFields(const json& value) {
-    const bool valid =
-        HasValidJobDetailFields(value) && (HasArrayOrNothing(value, "media") || HasObject(value, "media"));
+    const bool valid = value.is_object() && HasValidJobDetailFields(value) &&
+                       (HasArrayOrNothing(value, "media") || HasObject(value, "media"));
     return Reported(valid, "HasValidJobFields");
 }
 

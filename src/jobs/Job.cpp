@@ -94,7 +94,10 @@ void Job::SetDetails(JobDetails details) {
     *_details = std::move(details);
 }
 
-void Job::ClearDetails() { _details.reset(); }
+void Job::ClearDetails() {
+    _details.reset();
+    _isOpen = false;
+}
 
 void Job::ClearAddress() { Details().address = Address(); }
 

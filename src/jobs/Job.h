@@ -114,7 +114,7 @@ public:
     const JobDetails& Details() const;
     /// Keeps the media.
     void SetDetails(JobDetails details);
-    /// What closing a job drops from memory.
+    /// Closes the job: drops the details, and with them the media, from memory.
     void ClearDetails();
     void ClearAddress();
     /// Keeps the customer's contactSource.
