@@ -1,6 +1,7 @@
 #include "peers/StorageDaemon.h"
 
 #include "peers/buslink/ObjectManager.h"
+#include "peers/buslink/PeerConnection.h"
 #include "peers/buslink/Wire.h"
 
 #include <syslog.h>
@@ -122,25 +123,25 @@ int32_t StorageDaemonDbusHandler::GetMounted(const std::string& path, bool& moun
 }
 
 int32_t StorageDaemonDbusHandler::GetStorageObjectPaths(std::vector<std::string>& paths) {
-    Buslink::Connection bus;
-    int32_t result = sd_bus_open_user(Buslink::Out(bus));
+    const Buslink::PeerConnection bus;
+    int32_t result = bus.Result();
     std::vector<buslink_utils::object_manager::ManagedObject> objects;
     if (result >= 0)
-        result = buslink_utils::object_manager::GetManagedObjects(bus.get(), service, rootPath, objects);
-    if (result >= 0)
+        result = buslink_utils::object_manager::GetManagedObjects(bus.Get(), service, rootPath, objects);
+    if (Buslink::PeerConnection::Checked(result) >= 0)
         for (const auto& object : objects)
             paths.push_back(object.path);
     return result;
 }
 
 int32_t StorageDaemonDbusHandler::SetWriteActive(const std::string& path, uint8_t reserved, bool active) {
-    Buslink::Connection bus;
+    const Buslink::PeerConnection bus;
     Buslink::BusError error;
-    int32_t result = sd_bus_open_user(Buslink::Out(bus));
+    int32_t result = bus.Result();
     if (result >= 0)
-        result = sd_bus_call_method(bus.get(), service, path.c_str(), deviceInterface, "SetWriteActive", error, nullptr,
+        result = sd_bus_call_method(bus.Get(), service, path.c_str(), deviceInterface, "SetWriteActive", error, nullptr,
                                     "yb", reserved, static_cast<int>(active));
-    if (result < 0)
+    if (Buslink::PeerConnection::Checked(result) < 0)
         syslog(LOG_ERR, "%s: sd_bus_call_method failed r = %d, reason = %s", "SetWriteActive", result,
                error.Text(result).c_str());
     return result;

@@ -2,6 +2,7 @@
 
 #include "jobs/Json.h"
 #include "peers/buslink/Handles.h"
+#include "peers/buslink/PeerConnection.h"
 #include "peers/buslink/Wire.h"
 
 #include <algorithm>
@@ -9,28 +10,11 @@
 using Buslink::BusError;
 using Buslink::Message;
 using Buslink::Out;
+using Buslink::PeerConnection;
 using Buslink::Wire;
 
 namespace buslink_utils {
 namespace {
-
-/// The connection that was given, or one of its own for the length of a call.
-class UsedConnection {
-public:
-    explicit UsedConnection(sd_bus* given) : _used(given) {
-        if (_used)
-            return;
-        _result = sd_bus_open_user(Out(_own));
-        _used = _own.get();
-    }
-    int Result() const { return _result; }
-    sd_bus* Get() const { return _used; }
-
-private:
-    Buslink::Connection _own;
-    sd_bus* _used;
-    int _result = 0;
-};
 
 template <typename T>
 int ReadVariant(sd_bus_message* message, T& value) {
@@ -134,13 +118,18 @@ int32_t ParseProperties(sd_bus_message* message, PropertyMap& properties) {
 template <typename T>
 int32_t GetProperty(sd_bus* bus, const char* service, const char* path, const char* interface, const char* name,
                     T& value, std::string& error) {
-    const UsedConnection connection(bus);
+    if (!bus) {
+        const PeerConnection own;
+        const int32_t result =
+            own.Result() < 0 ? own.Result() : GetProperty(own.Get(), service, path, interface, name, value, error);
+        if (own.Result() < 0)
+            error = BusError().Text(result);
+        return PeerConnection::Checked(result);
+    }
     BusError busError;
     Message reply;
-    int result = connection.Result();
-    if (result >= 0)
-        result = sd_bus_call_method(connection.Get(), service, path, "org.freedesktop.DBus.Properties", "Get", busError,
-                                    Out(reply), "ss", interface, name);
+    int result = sd_bus_call_method(bus, service, path, "org.freedesktop.DBus.Properties", "Get", busError, Out(reply),
+                                    "ss", interface, name);
     if (result >= 0)
         result = ReadVariant(reply.get(), value);
     if (result < 0)

@@ -17,8 +17,8 @@ using PropertyMap = std::map<std::string, std::any>;
 /// The same, each value with its D-Bus signature.
 using TypedPropertyMap = std::map<std::string, std::pair<std::string, std::any>>;
 
-/// Reads a property with a blocking call. A null `bus` means a private connection for the call, so that any thread may
-/// ask. For bool, std::string, int32_t, uint32_t, int64_t, uint64_t, double, std::vector<std::string> and
+/// Reads a property with a blocking call. A null `bus` means the calling thread's own connection, so that any thread
+/// may ask. For bool, std::string, int32_t, uint32_t, int64_t, uint64_t, double, std::vector<std::string> and
 /// nlohmann::json, which travels as a text. Negative errno on failure, with the reason in `error`.
 template <typename T>
 int32_t GetProperty(sd_bus* bus, const char* service, const char* path, const char* interface, const char* name,
