@@ -1,0 +1,139 @@
+#include "device/ManagedDevice.h"
+
+#include "device/ServiceTest.h"
+#include "device/Uuid.h"
+
+#include <set>
+#include <sys/statvfs.h>
+#include <syslog.h>
+
+using namespace JobsManagerD;
+
+namespace Testing {
+namespace {
+
+/// A device of the service, used without a client.
+class ManagedDeviceTest : public ServiceTest {
+protected:
+    std::shared_ptr<ManagedDevice> device = service.Device("front");
+};
+
+TEST_F(ManagedDeviceTest, TheStorageServiceHearsOfTheFirstReasonAndOfTheLast) {
+    device->_SetWriteActive("JobFileUpdate", true);
+    device->_SetWriteActive("JobFileUpdate", true);
+    device->_SetWriteActive("SingleJobSynchronous", false);
+    EXPECT_EQ(WriteActive(), Texts{"front on"});
+    device->_SetWriteActive("SingleJobSynchronous", true);
+    device->_SetWriteActive("JobFileUpdate", false);
+    EXPECT_EQ(WriteActive(), Texts{}) << "one reason is left";
+    device->_SetWriteActive("SingleJobSynchronous", false);
+    device->_SetWriteActive("SingleJobSynchronous", false);
+    EXPECT_EQ(WriteActive(), Texts{"front off"});
+
+    Unit().Storage().Refuse("SetWriteActive");
+    device->_SetWriteActive("JobFileUpdate", true);
+    device->_SetWriteActive("JobFileUpdate", false);
+    EXPECT_EQ(WriteActive(), (Texts{"front on", "front off"})) << "a refusal changes nothing";
+    EXPECT_EQ(LogCapture::Count("SetWriteActive: sd_bus_call_method failed r = -"), 2u);
+}
+
+TEST_F(ManagedDeviceTest, StatesThatWriteMarkTheDevice) {
+    struct Case {
+        deviceState_e state;
+        std::string text;
+        bool writes;
+    };
+    for (const auto& [state, text, writes] : {Case{DEVICE_STATE_INDEXING, "Indexing", false},
+                                              {DEVICE_STATE_CONVERTING, "Converting", true},
+                                              {DEVICE_STATE_DELETING, "Deleting", true},
+                                              {DEVICE_STATE_MOVING_FROM, "Moving From", true},
+                                              {DEVICE_STATE_MOVING_TO, "Moving To", true},
+                                              {DEVICE_STATE_COPYING_FROM, "Copying From", false},
+                                              {DEVICE_STATE_COPYING_TO, "Copying To", true}}) {
+        ForgetTraffic();
+        device->SetState(state, true);
+        device->SetState(DEVICE_STATE_IDLE, true);
+        EXPECT_EQ(Traffic(), (Texts{"front DeviceState=" + text, "front DeviceState=Idle"}));
+        EXPECT_EQ(WriteActive(), writes ? (Texts{"front on", "front off"}) : Texts{}) << text;
+    }
+    device->SetState(DEVICE_STATE_DELETING, true);
+    WriteActive();
+    device->SetState(DEVICE_STATE_COPYING_FROM, true);
+    EXPECT_EQ(WriteActive(), Texts{"front off"});
+}
+
+TEST_F(ManagedDeviceTest, OnlyMultiJobWorkIsCancelledByAClient) {
+    constexpr const char* refused =
+        "ManagedDevice::CancelCMD no cancellable async activity (multi copy/move/delete) on device";
+    for (int state = DEVICE_STATE_IDLE; state <= DEVICE_STATE_COPYING_TO; ++state) {
+        device->SetState(static_cast<deviceState_e>(state), true);
+        LogCapture::Take();
+        EXPECT_EQ(Code("CancelCMD", "front"), JOBS_RTN_SUCCEEDED);
+        const bool isCancelled = state >= DEVICE_STATE_DELETING;
+        EXPECT_TRUE(Logged(LOG_INFO, isCancelled ? "ManagedDevice::CancelCMD - Complete." : refused)) << state;
+        EXPECT_EQ(LogCapture::Lines().size(), isCancelled ? 4u : 2u) << state;
+    }
+    LogCapture::Take();
+    device->Cancel();
+    EXPECT_TRUE(Logged(LOG_INFO, "ManagedDevice::Cancel - Complete."));
+}
+
+TEST_F(ManagedDeviceTest, AJobAsLargeAsTheFreeSpaceDoesNotFit) {
+    struct statvfs64 status {};
+    ASSERT_EQ(statvfs64(device->GetMountPoint().c_str(), &status), 0);
+    EXPECT_TRUE(device->CheckFileSpace(0));
+    EXPECT_FALSE(device->CheckFileSpace(UINT64_MAX));
+    EXPECT_FALSE(device->CheckFileSpace(uint64_t{status.f_bsize} * status.f_blocks));
+    ManagedDevice nowhere;
+    nowhere.SetMountPoint("/no/such/folder");
+    EXPECT_FALSE(nowhere.CheckFileSpace(0));
+    EXPECT_TRUE(Logged(LOG_ERR, "statvfs64 Unable to retrieve filesystem statistics for: /no/such/folder"));
+}
+
+TEST_F(ManagedDeviceTest, NoJobIsCurrentOnAFreshDevice) {
+    EXPECT_FALSE(device->HasCurrentJob());
+    EXPECT_FALSE(device->IsCurrentJob(""));
+    const CreatedJob job = CreateJob();
+    EXPECT_TRUE(device->HasCurrentJob());
+    EXPECT_TRUE(device->IsCurrentJob(job.id));
+    EXPECT_FALSE(device->IsCurrentJob(""));
+    EXPECT_FALSE(service.Device("back")->HasCurrentJob());
+}
+
+TEST(JobList, TheEarlierOfTwoEqualIdsWins) {
+    JobList list;
+    const auto add = [&list](const std::string& path, const std::string& id) {
+        auto job = std::make_shared<Job>(path);
+        job->ChangeSummary([&id](JobSummary& summary) { summary.id = id; });
+        list.Append(job);
+    };
+    add("/a", "1");
+    add("/b", "2");
+    add("/c", "1");
+    EXPECT_EQ(list.Size(), 3u);
+    EXPECT_EQ(list.Find("1")->JobFilePath(), "/a");
+    EXPECT_EQ(list.Find("2")->JobFilePath(), "/b");
+    EXPECT_EQ(list.Find(""), nullptr);
+}
+
+TEST(Uuid, IsOfItsFormAndNeverTheSame) {
+    std::set<std::string> all;
+    std::set<char> variants;
+    for (int i = 0; i < 500; ++i) {
+        const std::string id = GenerateUuid();
+        all.insert(id);
+        ASSERT_EQ(id.size(), 36u);
+        for (size_t at = 0; at < id.size(); ++at) {
+            const bool isDash = at == 8 || at == 13 || at == 18 || at == 23;
+            EXPECT_TRUE(isDash ? id[at] == '-' : std::string("0123456789abcdef").find(id[at]) != std::string::npos)
+                << id;
+        }
+        EXPECT_EQ(id[14], '4');
+        variants.insert(id[19]);
+    }
+    EXPECT_EQ(all.size(), 500u);
+    EXPECT_EQ(variants, (std::set<char>{'c', 'd'}));
+}
+
+} // namespace
+} // namespace Testing
