@@ -169,6 +169,8 @@ void JobsManagerDaemon::_StorageMounted(const std::string& storageObjectPath, co
     }
     if (targetDeviceID.empty())
         SelectTargetDevice();
+    if (const Device device = FindDeviceByStoragePath(storageObjectPath))
+        device->FindDeviceJobs();
 }
 
 void JobsManagerDaemon::ChangeTargetDevice(const std::string& deviceID) {
@@ -208,10 +210,17 @@ std::string JobsManagerDaemon::_PreferredDevice() const {
 }
 
 void JobsManagerDaemon::SyncDestinationSynced(const std::string& path) {
-    _DeviceHolding(path, "SyncDestinationSynced", "synced destination");
+    _IndexSyncedFolder(path, "SyncDestinationSynced", "synced destination");
 }
 
-void JobsManagerDaemon::JobFileSynced(const std::string& path) { _DeviceHolding(path, "JobFileSynced", "destination"); }
+void JobsManagerDaemon::JobFileSynced(const std::string& path) {
+    _IndexSyncedFolder(path, "JobFileSynced", "destination");
+}
+
+void JobsManagerDaemon::_IndexSyncedFolder(const std::string& path, const char* slot, const char* destination) const {
+    if (const Device device = _DeviceHolding(path, slot, destination))
+        device->IndexDirectory(path, true);
+}
 
 /// The device on which a path that the sync service names lies; null, after a log line, when there is none.
 JobsManagerDaemon::Device JobsManagerDaemon::_DeviceHolding(const std::string& path, const char* slot,

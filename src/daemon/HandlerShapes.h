@@ -99,16 +99,6 @@ int32_t UnsupportedOnDevice(JobsManagerDaemon& daemon, const Text& dev, const Mo
     return OnDevice(daemon, dev, Unsupported);
 }
 
-template <typename... More>
-CodeAndText UnsupportedViewOfDevice(JobsManagerDaemon& daemon, const Text& dev, const More&...) {
-    return {OnDevice(daemon, dev, Unsupported), Text()};
-}
-
-template <typename... More>
-CodeAndText UnsupportedViewOfJob(JobsManagerDaemon& daemon, const Text& dev, const Text& job, const More&...) {
-    return {OnJob(daemon, dev, job, [](ManagedDevice& device, const Text&) { return Unsupported(device); }), Text()};
-}
-
 /// Neither device takes the target's place.
 template <typename... More>
 int32_t UnsupportedOnTwoDevices(JobsManagerDaemon& daemon, const Text& source, const Text& destination,

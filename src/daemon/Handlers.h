@@ -28,9 +28,17 @@ std::tuple<int32_t, int32_t> GetMediaIsIncludedInReport(JobsManagerDaemon& daemo
 int32_t SetMediaIsIncludedInReport(JobsManagerDaemon& daemon, const Text& dev, const Text& job, const Text& media,
                                    int32_t included);
 int32_t DeleteMediaItem(JobsManagerDaemon& daemon, const Text& dev, const Text& job, const Text& media);
-CodeAndText GetJobListStats(JobsManagerDaemon& daemon, const Text& dev);
-CodeAndText GetSearchStats(JobsManagerDaemon& daemon, const Text& dev);
 int32_t CancelCMD(JobsManagerDaemon& daemon, const Text& dev);
+
+// Finding, listing and searching (ListHandlers.cpp)
+int32_t FindJobs(JobsManagerDaemon& daemon, const Text& dev);
+CodeAndText GetJobList(JobsManagerDaemon& daemon, const Text& dev, uint8_t criterion, uint8_t order, uint16_t startIdx,
+                       uint16_t limit);
+CodeAndText GetJobListStats(JobsManagerDaemon& daemon, const Text& dev);
+int32_t SearchJobs(JobsManagerDaemon& daemon, const Text& dev, const Text& fieldStructure, uint8_t criterion,
+                   uint16_t matchLimit, bool isCaseSensitive);
+CodeAndText GetSearchResults(JobsManagerDaemon& daemon, const Text& dev, uint16_t startIdx, uint16_t limit);
+CodeAndText GetSearchStats(JobsManagerDaemon& daemon, const Text& dev);
 
 // Media of the current job (MediaHandlers.cpp)
 CodeDeviceAndText GetNewMediaPathComponents(JobsManagerDaemon& daemon);

@@ -1,7 +1,5 @@
 #include "daemon/Handlers.h"
 
-#include <syslog.h>
-
 namespace JobsManagerD {
 
 JobsManagerDaemon::Device DeviceOf(const JobsManagerDaemon& daemon, const Text& dev) {
@@ -13,20 +11,6 @@ CodeAndCounts CodeAndMediaCounts(int32_t code, const MediaCounts& counts) {
 }
 
 namespace Handlers {
-namespace {
-
-CodeAndText Stats(JobsManagerDaemon& daemon, const char* method, const Text& dev,
-                  std::string (ManagedDevice::*getStats)() const) {
-    syslog(LOG_DEBUG, "%s - Device %s", method, (dev.empty() ? daemon.TargetDeviceID() : dev).c_str());
-    return CodeAnd<Text>([&](Text& text) {
-        return OnDevice(daemon, dev, [&](ManagedDevice& device) {
-            text = (device.*getStats)();
-            return JOBS_RTN_SUCCEEDED;
-        });
-    });
-}
-
-} // namespace
 
 std::tuple<int32_t, bool> GetJobLocked(JobsManagerDaemon& daemon, const Text& dev, const Text& job) {
     return CodeAnd<bool>([&](bool& locked) {
@@ -80,14 +64,6 @@ int32_t DeleteMediaItem(JobsManagerDaemon& daemon, const Text& dev, const Text& 
         const WriteActiveMark mark(device, "SingleJobSynchronous");
         return device.DeleteMediaItem(id, media);
     });
-}
-
-CodeAndText GetJobListStats(JobsManagerDaemon& daemon, const Text& dev) {
-    return Stats(daemon, "GetJobListStats", dev, &ManagedDevice::GetJobListStatsJSONstring);
-}
-
-CodeAndText GetSearchStats(JobsManagerDaemon& daemon, const Text& dev) {
-    return Stats(daemon, "GetSearchStats", dev, &ManagedDevice::GetSearchStatsJSONstring);
 }
 
 int32_t CancelCMD(JobsManagerDaemon& daemon, const Text& dev) {

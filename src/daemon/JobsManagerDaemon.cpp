@@ -1,6 +1,7 @@
 #include "daemon/JobsManagerDaemon.h"
 
 #include "daemon/ManagerInterface.h"
+#include "daemon/SignalRoad.h"
 #include "device/ManagedDevice.h"
 #include "peers/PositionSource.h"
 
@@ -20,10 +21,10 @@ int32_t Checked(int32_t result, const char* message) {
 } // namespace
 
 JobsManagerDaemon::JobsManagerDaemon(sd_event* event)
-    : DbusServer(managerInterface, managerPath, managerInterface, false, false, event), storage(event), settings(event),
-      sync(event) {}
+    : DbusServer(managerInterface, managerPath, managerInterface, false, false, event),
+      signalRoad(std::make_shared<SignalRoad>(*this)), storage(event), settings(event), sync(event) {}
 
-JobsManagerDaemon::~JobsManagerDaemon() = default;
+JobsManagerDaemon::~JobsManagerDaemon() { signalRoad->Close(); }
 
 int32_t JobsManagerDaemon::Init() {
     syslog(LOG_INFO, "%s", "Init");
@@ -92,6 +93,11 @@ int32_t JobsManagerDaemon::_RegisterMountedDevices() {
             syslog(LOG_ERR, "JobsManagerDaemon::Init - RegisterManagedDeviceDbusObject() failed on Storage Object: %s",
                    path.c_str());
             break;
+        }
+        if (const Device device = FindDeviceByStoragePath(path)) {
+            syslog(LOG_INFO, "JobsManagerDaemon::Init - Searching for job files on device: %s",
+                   device->GetDbusPath().c_str());
+            result = device->FindDeviceJobs();
         }
     }
     return result;

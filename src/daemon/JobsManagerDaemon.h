@@ -13,6 +13,7 @@
 namespace JobsManagerD {
 
 class ManagedDevice;
+class SignalRoad;
 
 /// Bus name of the service, and name of the interface of its one object with methods.
 constexpr const char* managerInterface = "com.corvane.common.JobsManagerDaemon1";
@@ -76,10 +77,12 @@ private:
     int32_t _ReadStorageProperties(ManagedDevice& device) const;
     int32_t _PutOnBus(ManagedDevice& device);
     void _ConnectDeviceSignals(ManagedDevice& device);
+    void _IndexSyncedFolder(const std::string& path, const char* slot, const char* destination) const;
     Device _DeviceHolding(const std::string& path, const char* slot, const char* destination) const;
     std::string _PreferredDevice() const;
     void EmitTargetDeviceChanged();
 
+    std::shared_ptr<SignalRoad> signalRoad;
     Storaged::StorageDaemonDbusHandler storage;
     Settingsd::SettingsDaemonDbusHandler settings;
     SyncD::SyncDaemonDbusHandler sync;

@@ -1,5 +1,6 @@
 #include "daemon/JobsManagerDaemon.h"
 #include "daemon/Settings.h"
+#include "daemon/SignalRoad.h"
 #include "device/ManagedDevice.h"
 #include "peers/buslink/Wire.h"
 
@@ -12,7 +13,7 @@ namespace {
 /// Runs on the thread that raised the signal; a failed emission is logged and dropped.
 class DeviceSignals {
 public:
-    DeviceSignals(JobsManagerDaemon& daemon, ManagedDevice& device) : _daemon(daemon), _device(device) {}
+    DeviceSignals(SignalRoad& road, ManagedDevice& device) : _road(road), _device(device) {}
 
     void DeviceStateUpdate() const;
     void JobListStatsChanged(bool finished) const;
@@ -32,13 +33,13 @@ private:
     int _EmitChanges(Names... properties) const;
     void _EmitChange(const char* signal, const char* property) const;
 
-    JobsManagerDaemon& _daemon;
+    SignalRoad& _road;
     ManagedDevice& _device;
 };
 
 template <typename... Arguments>
 int DeviceSignals::Emit(const char* name, const Arguments&... arguments) const {
-    return _daemon.WithBus([&](sd_bus* connection) {
+    return _road.WithBus([&](sd_bus* connection) {
         Buslink::Message message;
         int result = sd_bus_message_new_signal(connection, Buslink::Out(message), Path(), managerInterface, name);
         if (result >= 0)
@@ -49,7 +50,7 @@ int DeviceSignals::Emit(const char* name, const Arguments&... arguments) const {
 
 template <typename... Names>
 int DeviceSignals::_EmitChanges(Names... properties) const {
-    return _daemon.WithBus([&](sd_bus* connection) {
+    return _road.WithBus([&](sd_bus* connection) {
         return sd_bus_emit_properties_changed(connection, Path(), deviceInterface, properties..., nullptr);
     });
 }
@@ -134,84 +135,87 @@ constexpr TransferNames copyNames{{"JobListCopyProgress", "COPY_PROGRESS"},
                                   {"JobListCopyError", "COPY_ERROR"},
                                   "nCopied"};
 
-void ConnectDelete(JobsManagerDaemon& daemon, ManagedDevice& device) {
+using Road = std::shared_ptr<SignalRoad>;
+
+void ConnectDelete(const Road& road, ManagedDevice& device) {
     device._jobListDeleteProgress.Connect(
-        [&daemon](ManagedDevice& source, int32_t percent, int32_t nDeleted, int32_t nTotal) {
+        [road](ManagedDevice& source, int32_t percent, int32_t nDeleted, int32_t nTotal) {
             constexpr ListSignal signal{"JobListDeleteProgress", "DELETE_PROGRESS"};
-            const DeviceSignals signals(daemon, source);
+            const DeviceSignals signals(*road, source);
             syslog(LOG_INFO, "JobsManagerDaemon::JobListDeleteProgress - %d percent %d nDeleted %d nTotal", percent,
                    nDeleted, nTotal);
             if (signals.Emit(signal.name, percent, nDeleted, nTotal) < 0)
                 LogFailure(signal, signals.Path());
         });
-    device._jobListDeleteFinish.Connect(
-        [&daemon](ManagedDevice& source, bool cancel, int32_t nDeleted, int32_t nTotal) {
-            constexpr ListSignal signal{"JobListDeleteFinish", "DELETE_FINISH"};
-            const DeviceSignals signals(daemon, source);
-            syslog(LOG_INFO, "JobsManagerDaemon::JobListDeleteFinish - %d cancel %d nDeleted %d nTotal", cancel,
-                   nDeleted, nTotal);
-            if (signals.Emit(signal.name, cancel, nDeleted, nTotal) < 0)
-                LogFailure(signal, signals.Path());
-        });
-    device._jobListDeleteError.Connect([&daemon](ManagedDevice& source, const std::string& jobID, int32_t rtn) {
+    device._jobListDeleteFinish.Connect([road](ManagedDevice& source, bool cancel, int32_t nDeleted, int32_t nTotal) {
+        constexpr ListSignal signal{"JobListDeleteFinish", "DELETE_FINISH"};
+        const DeviceSignals signals(*road, source);
+        syslog(LOG_INFO, "JobsManagerDaemon::JobListDeleteFinish - %d cancel %d nDeleted %d nTotal", cancel, nDeleted,
+               nTotal);
+        if (signals.Emit(signal.name, cancel, nDeleted, nTotal) < 0)
+            LogFailure(signal, signals.Path());
+    });
+    device._jobListDeleteError.Connect([road](ManagedDevice& source, const std::string& jobID, int32_t rtn) {
         constexpr ListSignal signal{"JobListDeleteError", "DELETE_ERROR"};
-        const DeviceSignals signals(daemon, source);
+        const DeviceSignals signals(*road, source);
         syslog(LOG_INFO, "JobsManagerDaemon::JobListDeleteError - %s jobID", jobID.c_str());
         if (signals.Emit(signal.name, jobID, rtn) < 0)
             LogErrorFailure(signal, signals.Path(), rtn);
     });
 }
 
-void ConnectTransfer(JobsManagerDaemon& daemon, const TransferNames& names, ManagedDevice::TransferProgress& progress,
+void ConnectTransfer(const Road& road, const TransferNames& names, ManagedDevice::TransferProgress& progress,
                      ManagedDevice::TransferFinish& finish, ManagedDevice::TransferError& error) {
-    progress.Connect([&daemon, &names](ManagedDevice& source, const std::string& destination, int32_t percent,
-                                       int32_t nDone, int32_t nTotal) {
-        const DeviceSignals signals(daemon, source);
+    progress.Connect([road, &names](ManagedDevice& source, const std::string& destination, int32_t percent,
+                                    int32_t nDone, int32_t nTotal) {
+        const DeviceSignals signals(*road, source);
         syslog(LOG_INFO, "JobsManagerDaemon::%s - %s destination, %d percent %d %s %d nTotal", names.progress.name,
                destination.c_str(), percent, nDone, names.counted, nTotal);
         if (signals.Emit(names.progress.name, destination, percent, nDone, nTotal) < 0)
             LogFailure(names.progress, signals.Path());
     });
-    finish.Connect([&daemon, &names](ManagedDevice& source, const std::string& destination, bool cancel, int32_t nDone,
-                                     int32_t nTotal) {
-        const DeviceSignals signals(daemon, source);
+    finish.Connect([road, &names](ManagedDevice& source, const std::string& destination, bool cancel, int32_t nDone,
+                                  int32_t nTotal) {
+        const DeviceSignals signals(*road, source);
         syslog(LOG_INFO, "JobsManagerDaemon::%s - %s destination, %d cancel %d %s %d nTotal", names.finish.name,
                destination.c_str(), cancel, nDone, names.counted, nTotal);
         if (signals.Emit(names.finish.name, destination, cancel, nDone, nTotal) < 0)
             LogFailure(names.finish, signals.Path());
     });
-    error.Connect([&daemon, &names](ManagedDevice& source, const std::string& destination, const std::string& jobID,
-                                    int32_t rtn) {
-        const DeviceSignals signals(daemon, source);
-        syslog(LOG_INFO, "JobsManagerDaemon::%s - %s destination, %s jobID", names.error.name, destination.c_str(),
-               jobID.c_str());
-        if (signals.Emit(names.error.name, destination, jobID, rtn) < 0)
-            LogErrorFailure(names.error, signals.Path(), rtn);
-    });
+    error.Connect(
+        [road, &names](ManagedDevice& source, const std::string& destination, const std::string& jobID, int32_t rtn) {
+            const DeviceSignals signals(*road, source);
+            syslog(LOG_INFO, "JobsManagerDaemon::%s - %s destination, %s jobID", names.error.name, destination.c_str(),
+                   jobID.c_str());
+            if (signals.Emit(names.error.name, destination, jobID, rtn) < 0)
+                LogErrorFailure(names.error, signals.Path(), rtn);
+        });
 }
 
 /// Joins a device's signal to the method of the same name.
 template <typename... Arguments>
-void Connect(JobsManagerDaemon& daemon, RaisedSignal<ManagedDevice&, Arguments...>& signal,
+void Connect(const Road& road, RaisedSignal<ManagedDevice&, Arguments...>& signal,
              void (DeviceSignals::*method)(Arguments...) const) {
-    signal.Connect([&daemon, method](ManagedDevice& source, Arguments... arguments) {
-        (DeviceSignals(daemon, source).*method)(arguments...);
+    signal.Connect([road, method](ManagedDevice& source, Arguments... arguments) {
+        (DeviceSignals(*road, source).*method)(arguments...);
     });
 }
 
 } // namespace
 
 void JobsManagerDaemon::_ConnectDeviceSignals(ManagedDevice& device) {
-    Connect(*this, device._deviceStateUpdate, &DeviceSignals::DeviceStateUpdate);
-    Connect(*this, device._jobListStatsChanged, &DeviceSignals::JobListStatsChanged);
-    Connect(*this, device._jobChanged, &DeviceSignals::JobChanged);
-    Connect(*this, device._jobCreated, &DeviceSignals::JobCreated);
-    Connect(*this, device._jobOpened, &DeviceSignals::JobOpened);
-    Connect(*this, device._jobClosed, &DeviceSignals::JobClosed);
-    ConnectDelete(*this, device);
-    ConnectTransfer(*this, moveNames, device._jobListMoveProgress, device._jobListMoveFinish, device._jobListMoveError);
-    ConnectTransfer(*this, copyNames, device._jobListCopyProgress, device._jobListCopyFinish, device._jobListCopyError);
-    Connect(*this, device._jobSearchComplete, &DeviceSignals::JobSearchComplete);
+    Connect(signalRoad, device._deviceStateUpdate, &DeviceSignals::DeviceStateUpdate);
+    Connect(signalRoad, device._jobListStatsChanged, &DeviceSignals::JobListStatsChanged);
+    Connect(signalRoad, device._jobChanged, &DeviceSignals::JobChanged);
+    Connect(signalRoad, device._jobCreated, &DeviceSignals::JobCreated);
+    Connect(signalRoad, device._jobOpened, &DeviceSignals::JobOpened);
+    Connect(signalRoad, device._jobClosed, &DeviceSignals::JobClosed);
+    ConnectDelete(signalRoad, device);
+    ConnectTransfer(signalRoad, moveNames, device._jobListMoveProgress, device._jobListMoveFinish,
+                    device._jobListMoveError);
+    ConnectTransfer(signalRoad, copyNames, device._jobListCopyProgress, device._jobListCopyFinish,
+                    device._jobListCopyError);
+    Connect(signalRoad, device._jobSearchComplete, &DeviceSignals::JobSearchComplete);
 }
 
 void JobsManagerDaemon::EmitTargetDeviceChanged() {

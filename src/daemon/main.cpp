@@ -1,7 +1,9 @@
 #include "daemon/JobsManagerDaemon.h"
+#include "device/RunningTask.h"
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <iostream>
 #include <systemd/sd-daemon.h>
 #include <systemd/sd-event.h>
@@ -29,9 +31,7 @@ int32_t Serve(JobsManagerD::JobsManagerDaemon& daemon, sd_event* event) {
     return sd_event_loop(event);
 }
 
-} // namespace
-
-int main() {
+int32_t Run() {
     std::cout << "Jobs Manager Daemon started" << std::endl;
     sd_event* event = nullptr;
     const int created = sd_event_default(&event);
@@ -44,5 +44,15 @@ int main() {
     std::cout << "Jobs Manager Daemon exiting (exit code:" << exitCode << ") ...\n" << std::flush;
     if (event)
         sd_event_unref(event);
+    return exitCode;
+}
+
+} // namespace
+
+int main() {
+    const int32_t exitCode = Run();
+    // A task that still runs ends with the process, and must find all it uses until then.
+    if (JobsManagerD::RunningTask::Any())
+        std::_Exit(exitCode);
     return exitCode;
 }

@@ -1,12 +1,57 @@
+#include "device/JobOrder.h"
 #include "device/SearchRecord.h"
-
+#include "fsutil/Paths.h"
 #include "jobs/Json.h"
+#include "peers/StorageDaemon.h"
 
+#include <span>
 #include <syslog.h>
 
 using nlohmann::json;
 
 namespace JobsManagerD {
+namespace {
+
+/// The bus drops a client that sends a larger message than this, which a page of a full card can come near.
+constexpr size_t largestText = 31 * 1024 * 1024;
+
+bool IsOutOfRange(size_t startIdx, size_t size) { return startIdx != 0 && startIdx >= size; }
+
+size_t PageSize(size_t startIdx, size_t limit, size_t size) {
+    return limit == 0 || startIdx + limit > size ? size - startIdx : limit;
+}
+
+/// A JSON array of texts that are JSON.
+template <typename Page, typename TextOf>
+jobsDaemonRtn_e JoinPage(const Page& page, TextOf textOf, std::string& text) {
+    text = "[";
+    for (const auto& item : page) {
+        if (text.size() > 1)
+            text += ',';
+        text += textOf(item);
+    }
+    text += ']';
+    if (text.size() <= largestText)
+        return JOBS_RTN_SUCCEEDED;
+    syslog(LOG_ERR, "A page of %zu bytes is too large for a message", text.size());
+    text.clear();
+    return JOBS_RTN_INVALID_RANGE;
+}
+
+/// Where the file server shows a job: the storage device's ID and the job folder's name.
+std::string JobUrl(const Job& job) {
+    std::string deviceId;
+    Storaged::StorageDaemonDbusHandler::GetDeviceIdFromFilename(job.JobFilePath(), deviceId);
+    return deviceId + "/" + FileName(job.JobFolderPath());
+}
+
+void AddMediaPlaces(const Job& job, json& object) {
+    const std::string& folder = job.Details().mediaFolder;
+    object["mediaFolderPath"] = job.MediaFolderPath();
+    object["mediaUrl"] = folder.empty() ? JobUrl(job) : JobUrl(job) + "/" + folder;
+}
+
+} // namespace
 
 std::string ManagedDevice::GetJobListStatsJSONstring() const {
     return CompactDump({{"nRuvoJobs", nRuvoJobs.load()},
@@ -18,9 +63,75 @@ std::string ManagedDevice::GetSearchStatsJSONstring() const {
     const std::lock_guard lock(_searchMutex);
     return CompactDump({{"nMatches", _search->results.size()},
                         {"field", _search->field},
-                        {"matchCriterion", MatchCriterionText(_search->matchCriterion)},
-                        {"caseSensitive", _search->caseSensitive},
+                        {"matchCriterion", MatchCriterionText(_search->term.criterion)},
+                        {"caseSensitive", _search->term.isCaseSensitive},
                         {"matchLimit", _search->matchLimit}});
+}
+
+jobsDaemonRtn_e ManagedDevice::GetJobListSummariesJSONstring(uint8_t criterion, uint8_t order, uint16_t startIdx,
+                                                             uint16_t& limit, std::string& text) const {
+    std::vector<JobList::Entry> page;
+    {
+        const std::lock_guard lock(_jobListMutex);
+        if (IsOutOfRange(startIdx, _jobList.Size())) {
+            syslog(LOG_ERR, "%s startIdx %u out of range - jobList has %u entries", "GetJobListSummariesJSONstring",
+                   startIdx, static_cast<unsigned>(_jobList.Size()));
+            return JOBS_RTN_INVALID_RANGE;
+        }
+        const size_t count = PageSize(startIdx, limit, _jobList.Size());
+        page = SortedPage(_jobList.Entries(), criterion, order != 0, startIdx, count);
+    }
+    limit = static_cast<uint16_t>(page.size());
+    return JoinPage(
+        page, [](const JobList::Entry& job) { return job->SummaryJSONstring(); }, text);
+}
+
+jobsDaemonRtn_e ManagedDevice::GetSearchResultsJSONstring(uint16_t startIdx, uint16_t& limit, std::string& text) const {
+    const std::lock_guard lock(_searchMutex);
+    const std::vector<std::string>& results = _search->results;
+    if (IsOutOfRange(startIdx, results.size())) {
+        syslog(LOG_ERR, "%s startIdx %u out of range - search results has %u entries", "GetSearchResultsJSONstring",
+               startIdx, static_cast<unsigned>(results.size()));
+        return JOBS_RTN_INVALID_RANGE;
+    }
+    const auto page = std::span(results).subspan(startIdx, PageSize(startIdx, limit, results.size()));
+    limit = static_cast<uint16_t>(page.size());
+    return JoinPage(
+        page, [](const std::string& result) -> const std::string& { return result; }, text);
+}
+
+jobsDaemonRtn_e ManagedDevice::GetJobJSONstring(const std::string& jobID, std::string& text) {
+    const std::shared_ptr<Job> job = _FindJobOrLog(jobID, "GetJobJSONstring");
+    if (!job)
+        return JOBS_RTN_JOB_ID_NOT_FOUND;
+    if (!job->IsOpen()) {
+        const jobsDaemonRtn_e result = _OpenJob(job, false);
+        if (result != JOBS_RTN_SUCCEEDED) {
+            syslog(LOG_ERR, "ManagedDevice::GetJobJSONstring - Failed to open job with ID: %s", jobID.c_str());
+            return result;
+        }
+    }
+    json object = job->ToJson(JSON_MODE_CLIENT);
+    object["jobFolderPath"] = job->JobFolderPath();
+    object["jobUrl"] = JobUrl(*job);
+    AddMediaPlaces(*job, object);
+    text = CompactDump(object);
+    return JOBS_RTN_SUCCEEDED;
+}
+
+jobsDaemonRtn_e ManagedDevice::GetMediaItemJSONstring(const std::string& jobID, const std::string& mediaID,
+                                                      std::string& text) {
+    std::shared_ptr<Media> media;
+    const jobsDaemonRtn_e result = GetMediaItem(jobID, mediaID, media);
+    if (result != JOBS_RTN_SUCCEEDED)
+        return result;
+    json object = ToJson(*media, JSON_MODE_CLIENT);
+    const std::shared_ptr<Job> job = _FindJobOrLog(jobID, "GetMediaItemJSONstring");
+    if (!job)
+        return JOBS_RTN_JOB_ID_NOT_FOUND;
+    AddMediaPlaces(*job, object);
+    text = CompactDump(object);
+    return JOBS_RTN_SUCCEEDED;
 }
 
 jobsDaemonRtn_e ManagedDevice::GetJobSummaryJSONstring(const std::string& jobID, std::string& text) const {

@@ -1,10 +1,12 @@
 #include "device/ManagedDevice.h"
 
+#include "device/RunningTask.h"
 #include "device/SearchRecord.h"
 #include "jobfiles/JobFileHandlerJSON.h"
 #include "peers/StorageDaemon.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <sys/statvfs.h>
 #include <syslog.h>
 
@@ -34,7 +36,12 @@ bool IsCancellable(deviceState_e state) { return state >= DEVICE_STATE_DELETING 
 
 ManagedDevice::ManagedDevice() : _search(std::make_unique<SearchRecord>()) {}
 
-ManagedDevice::~ManagedDevice() = default;
+ManagedDevice::~ManagedDevice() {
+    // A thread shares ownership, so that it can only be at its very end, or be the one that runs this.
+    for (std::thread* thread : {&_workerThread, &_searchThread})
+        if (thread->joinable())
+            thread->detach();
+}
 
 void ManagedDevice::RegisterFileHandlers() { _fileHandlers.push_back(std::make_shared<JobFileHandlerJSON>()); }
 
@@ -82,6 +89,18 @@ void ManagedDevice::_SetWriteActive(const std::string& reason, bool active) {
 void ManagedDevice::_JoinThread(std::thread& thread) {
     if (thread.joinable())
         thread.join();
+}
+
+void ManagedDevice::_StartWorker(void (*task)(ManagedDevice&)) {
+    _JoinThread(_workerThread);
+    _workerThread = std::thread([self = shared_from_this(), task] {
+        const RunningTask running;
+        task(*self);
+    });
+}
+
+std::string ManagedDevice::GetTrashPath() const {
+    return (std::filesystem::path(_mountPoint) / ".DeletedJobs").lexically_normal();
 }
 
 void ManagedDevice::_Cancel() {

@@ -4,6 +4,7 @@
 #include "device/JobList.h"
 #include "device/RaisedSignal.h"
 #include "jobfiles/JobFileHandler.h"
+#include "jobfiles/SearchTerm.h"
 #include "jobs/Job.h"
 #include "peers/buslink/Handles.h"
 
@@ -29,14 +30,14 @@ struct MediaReadings {
 /// through its signals.
 ///
 /// Threads: the main thread runs every public operation, one at a time. A device has at most one worker thread and one
-/// search thread. Lock order: a job's lock, `_jobListMutex`, then what emits a signal. `_currentJobMutex` and
+/// search thread, each of which shares ownership of the device. Lock order: a job's lock, `_jobListMutex`, then what
+/// emits a signal. `_currentJobMutex` and
 /// `_searchMutex` are leaves, never held during an emission.
-class ManagedDevice {
+class ManagedDevice : public std::enable_shared_from_this<ManagedDevice> {
 public:
     ManagedDevice();
     ManagedDevice(const ManagedDevice&) = delete;
     ManagedDevice& operator=(const ManagedDevice&) = delete;
-    /// `Cancel` must have run while a task was running.
     ~ManagedDevice();
 
     // Identity, set once before the device is shared. --------------------------------------------------------------
@@ -72,6 +73,9 @@ public:
     void Cancel() { _Cancel(); }
     /// Stops a multi-job delete, move or copy and waits for its end.
     void CancelCMD();
+
+    /// Where a job lies while it is being deleted, or while it arrives.
+    std::string GetTrashPath() const;
 
     /// Empty when there is none.
     std::string GetCurrentJobID() const;
@@ -156,10 +160,30 @@ public:
     /// Saves only when the flag changes, and stamps no time.
     jobsDaemonRtn_e SetMediaIsIncludedInReport(const std::string& jobID, const std::string& mediaID, bool included);
 
+    // Finding jobs (IndexingTask.cpp) ---------------------------------------------------------------------------------
+
+    /// Empties the job list, but for the current job, and fills it anew on the worker thread.
+    jobsDaemonRtn_e FindDeviceJobs();
+    /// Takes the job of one folder into the list. JOBS_RTN_JOB_FILE_NOT_FOUND when there is none.
+    jobsDaemonRtn_e IndexDirectory(const std::string& path, bool emitChanges);
+
+    // Searching (SearchTask.cpp) --------------------------------------------------------------------------------------
+
+    /// Starts a search on the search thread, in the place of one that runs. `fieldStructure` is a JSON text: a string
+    /// to look for everywhere, or an object that leads to one. The text of `term` is not read. No limit when
+    /// `matchLimit` is 0.
+    jobsDaemonRtn_e SearchJobs(const std::string& fieldStructure, const SearchTerm& term, uint16_t matchLimit);
+
     // Views (JobListViews.cpp). The texts are compact JSON. ----------------------------------------------------------
 
     std::string GetJobListStatsJSONstring() const;
     std::string GetSearchStatsJSONstring() const;
+    /// A page of summaries. `limit` becomes the number of jobs in it; all from `startIdx` on when it was 0.
+    jobsDaemonRtn_e GetJobListSummariesJSONstring(uint8_t criterion, uint8_t order, uint16_t startIdx, uint16_t& limit,
+                                                  std::string& text) const;
+    jobsDaemonRtn_e GetSearchResultsJSONstring(uint16_t startIdx, uint16_t& limit, std::string& text) const;
+    jobsDaemonRtn_e GetJobJSONstring(const std::string& jobID, std::string& text);
+    jobsDaemonRtn_e GetMediaItemJSONstring(const std::string& jobID, const std::string& mediaID, std::string& text);
     jobsDaemonRtn_e GetJobSummaryJSONstring(const std::string& jobID, std::string& text) const;
     /// Empty, with success, for a path in the right place that belongs to no item.
     jobsDaemonRtn_e GetMediaID(const std::string& filePath, std::string& mediaID) const;
@@ -202,10 +226,13 @@ private:
     struct SearchRecord;
     struct AccessorNames;
     struct MediaRegistration;
+    struct IndexTimes;
 
     // State
     void _Cancel();
     static void _JoinThread(std::thread& thread);
+    /// Runs `task(device)` on the worker thread, after the end of the one before.
+    void _StartWorker(void (*task)(ManagedDevice&));
     std::shared_ptr<Job> _CurrentJob() const;
     void _SetCurrentJob(std::shared_ptr<Job> job);
     /// FindJob with the line that all operations share when there is none.
@@ -220,6 +247,22 @@ private:
     void _FindAndCloseNonCurrentJob();
     jobsDaemonRtn_e CloseJob(const std::shared_ptr<Job>& job);
     jobsDaemonRtn_e _CheckNoRecordingInto(const Job& job) const;
+
+    // Finding jobs
+    void _JobIndexingTask();
+    void _EmptyTrash();
+    template <typename Items>
+    void _IndexItems(const Items& items);
+    void _LogIndexTimes(const IndexTimes& times) const;
+    std::shared_ptr<Job> _LoadJobIn(const std::string& folder);
+    void _ListFoundJob(const std::shared_ptr<Job>& job, bool emitChanges);
+
+    // Searching
+    void _SearchJobsTask(const nlohmann::json& field, const SearchTerm& term, uint16_t matchLimit);
+    void _SearchAll(const std::vector<std::shared_ptr<Job>>& jobs, const nlohmann::json& field, const SearchTerm& term,
+                    uint16_t matchLimit);
+    jobsDaemonRtn_e SearchJob(const Job& job, const nlohmann::json& field, const SearchTerm& term, bool& found,
+                              nlohmann::json& match) const;
 
     // Creating jobs
     std::string _NewJobFolder(const std::string& jobName, const std::string& localTime) const;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "device/ManagedDevice.h"
+#include "jobfiles/SearchTerm.h"
 
 #include <nlohmann/json.hpp>
 
@@ -9,11 +10,11 @@ namespace JobsManagerD {
 /// The last search: what was asked, and what was found.
 struct ManagedDevice::SearchRecord {
     nlohmann::json field;
-    matchCriterion_e matchCriterion = MATCH_CONTAINS;
-    bool caseSensitive = false;
+    SearchTerm term;
     /// 0 means no limit.
     uint16_t matchLimit = 0;
-    std::vector<nlohmann::json> results;
+    /// Each a JSON object as compact text, which takes far less memory than the values.
+    std::vector<std::string> results;
 };
 
 } // namespace JobsManagerD

@@ -25,7 +25,8 @@ private:
 /// `open` that neither waits for the other end of a FIFO nor passes the descriptor on to a child process.
 int OpenWithoutWaiting(const std::string& path, int flags, unsigned mode = 0);
 
-/// Reads a whole regular file. False when it cannot be opened, is no regular file, or a read fails.
+/// Reads a whole regular file. False when it cannot be opened, is no regular file, or a read fails. The text keeps its
+/// storage from call to call.
 bool ReadRegularFile(const std::string& path, std::string& contents);
 
 /// Writes all of `contents`, in as many writes as it takes. False as soon as one fails.

@@ -27,11 +27,14 @@ std::string JobFileName() { return hideJobFiles ? ".job.json" : "job.json"; }
 std::string BackupPath(const std::string& path) { return path + ".bak"; }
 
 std::string GetPathExtension(const std::string& path) {
-    const std::string extension = fs::path(path).extension().string();
-    return extension.empty() ? extension : extension.substr(1);
+    const size_t nameStart = path.rfind('/') + 1;
+    const size_t dot = path.rfind('.');
+    const bool isWithoutExtension =
+        dot == std::string::npos || dot <= nameStart || path.compare(nameStart, 3, "..") == 0;
+    return isWithoutExtension ? std::string() : path.substr(dot + 1);
 }
 
-std::string FileName(const std::string& path) { return fs::path(path).filename().string(); }
+std::string FileName(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
 std::string DirectoryPart(const std::string& path) {
     if (path == "." || path == "..")

@@ -57,6 +57,7 @@ JobSummary ReadSummary(const json& document) {
 
 JobDetails ReadDetails(const json& document, const std::string& jobId) {
     JobDetails details;
+    details.mediaFolder = HasKey(document, "mediaFolder") ? document["mediaFolder"].get<std::string>() : "media";
     details.notes = TextOrNothing(document, "notes");
     details.privateNotes = PrivateNotesOrNothing(document, jobId);
     if (HasKey(document, "address"))
@@ -157,7 +158,7 @@ void ReadMedia(const json& document, Job& job) {
 
 jobFileOpRtn_e JobFileHandlerJSON::ParseJobFileSummary(Job& job) const try {
     json document;
-    if (SafeJobOpen(job.JobFilePath(), document) != JOBFILE_OP_SUCCEEDED)
+    if (SafeJobOpen(job.JobFilePath(), document, JobFileParts::summary) != JOBFILE_OP_SUCCEEDED)
         return JOBFILE_OP_FS_ERROR;
     if (!HasValidSummaryFields(document)) {
         syslog(LOG_ERR, "JobFileHandlerJSON::ParseJobFileSummary - Valid job summary fields check failed");
@@ -179,9 +180,8 @@ jobFileOpRtn_e JobFileHandlerJSON::ParseJobFile(Job& job) const try {
         return JOBFILE_OP_MISSING_FIELDS;
     }
     JobDetails details = ReadDetails(document, job.Id());
-    std::string mediaFolder = HasKey(document, "mediaFolder") ? document["mediaFolder"].get<std::string>() : "media";
-    job.Details() = std::move(details);
-    job.SetMediaFolder(mediaFolder);
+    job.ClearDetails();
+    job.SetDetails(std::move(details));
     ReadMedia(document, job);
     return JOBFILE_OP_SUCCEEDED;
 } catch (const std::exception& exception) {
@@ -191,6 +191,7 @@ jobFileOpRtn_e JobFileHandlerJSON::ParseJobFile(Job& job) const try {
 
 jobFileOpRtn_e JobFileHandlerJSON::UpdateJobFile(const Job& job) const {
     const std::string path = job.JobFilePath();
+    const std::lock_guard lock(JobFileLock(path));
     if (!SafeFileWrite(path, CompactDump(job.ToJson(JSON_MODE_FILE)))) {
         syslog(LOG_ERR, "%s: Failed to update job file %s", "UpdateJobFile", path.c_str());
         return JOBFILE_OP_FS_ERROR;

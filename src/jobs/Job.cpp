@@ -15,6 +15,23 @@ constexpr const char* defaultMediaFolder = "media";
 
 } // namespace
 
+uint64_t TimeSortKey(const std::string& utcTime) {
+    constexpr std::string_view form = "dddd-dd-ddTdd:dd:ddZ";
+    if (utcTime.size() != form.size())
+        return 0;
+    // The leading 1 keeps the key above 0.
+    uint64_t key = 1;
+    for (size_t i = 0; i < form.size(); ++i) {
+        const char c = utcTime[i];
+        const bool isDigit = c >= '0' && c <= '9';
+        if (form[i] == 'd' ? !isDigit : c != form[i])
+            return 0;
+        if (isDigit)
+            key = key * 10 + static_cast<uint64_t>(c - '0');
+    }
+    return key;
+}
+
 Job::Job(std::string jobFilePath) : _jobFilePath(std::move(jobFilePath)) {}
 
 JobSummary Job::Summary() const {
@@ -60,7 +77,8 @@ std::string Job::JobFolderPath() const { return DirectoryPart(JobFilePath()); }
 std::string Job::DefaultMediaFolderPath() const { return JobFolderPath() + "/" + defaultMediaFolder; }
 
 std::string Job::MediaFolderPath() const {
-    return _mediaFolder.empty() ? JobFolderPath() : JobFolderPath() + "/" + _mediaFolder;
+    const std::string& mediaFolder = Details().mediaFolder;
+    return mediaFolder.empty() ? JobFolderPath() : JobFolderPath() + "/" + mediaFolder;
 }
 
 std::string Job::GetPathRelativeToMediaFolder(const std::string& path) const {

@@ -27,6 +27,10 @@ enum jobRtn_e : int32_t {
 constexpr const char* currentJobVersion = "2.0";
 constexpr const char* legacyJobVersion = "1.0";
 
+/// A number that orders times of the form "%Y-%m-%dT%H:%M:%SZ" as their bytes do, above 0. 0 for a text of any other
+/// form, which has to be compared as a text.
+uint64_t TimeSortKey(const std::string& utcTime);
+
 /// What the job list shows of a job.
 struct JobSummary {
     std::string id;
@@ -44,6 +48,8 @@ struct JobSummary {
 
 /// What is in memory only while a job is open.
 struct JobDetails {
+    /// Name of the media folder inside the job folder; empty when the media lie in the job folder itself.
+    std::string mediaFolder;
     std::string notes;
     std::string privateNotes;
     Address address;
@@ -77,6 +83,8 @@ public:
     void ChangeSummary(Change&& change) {
         const std::lock_guard lock(_summaryLock);
         change(_summary);
+        _createKey = TimeSortKey(_summary.timestamp.createTime);
+        _modifiedKey = TimeSortKey(_summary.timestamp.modifiedTime);
     }
     void SetSummary(JobSummary summary);
     std::string Id() const;
@@ -85,6 +93,10 @@ public:
     /// True for a job whose file is a database of the earlier generation.
     bool IsLegacy() const { return Version() == legacyJobVersion; }
     void SetModifiedTime(const std::string& utcTime);
+    /// Sort keys of the two times; see `TimeSortKey`.
+    uint64_t CreateKey() const { return _createKey; }
+    uint64_t ModifiedKey() const { return _modifiedKey; }
+    bool IsSynced() const { return _isSynced; }
     /// The job is set up for sync; clients see it in the summary.
     void SetSyncStatus(bool isSynced) { _isSynced = isSynced; }
     /// The job was named by the service, so that new media are named after the time alone. Not stored.
@@ -99,9 +111,8 @@ public:
     /// "media" below the job folder, where a new job keeps its media.
     std::string DefaultMediaFolderPath() const;
     std::string MediaFolderPath() const;
-    /// Name of the media folder inside the job folder; empty when the media lie in the job folder itself.
-    const std::string& MediaFolder() const { return _mediaFolder; }
-    void SetMediaFolder(const std::string& name) { _mediaFolder = name; }
+    const std::string& MediaFolder() const { return Details().mediaFolder; }
+    void SetMediaFolder(const std::string& name) { Details().mediaFolder = name; }
     /// The part of a file's path behind the media folder. A path elsewhere is logged and returned unchanged. Throws
     /// std::out_of_range for the folder itself.
     std::string GetPathRelativeToMediaFolder(const std::string& path) const;
@@ -174,6 +185,9 @@ private:
     jobRtn_e _UpdateMediaItemFileSizes(Media& item, bool& changed, bool reconcile);
     uint8_t _NextContactId() const;
 
+    // First in the object, where sorting a list of jobs finds them in one cache line.
+    std::atomic<uint64_t> _createKey{0};
+    std::atomic<uint64_t> _modifiedKey{0};
     std::atomic<bool> _isOpen{false};
     std::atomic<bool> _isSynced{false};
     bool _hasDefaultName = false;
@@ -183,7 +197,6 @@ private:
     std::string _jobFilePath;
     JobSummary _summary;
 
-    std::string _mediaFolder;
     /// Allocated when the job is opened: a summary does not pay for it.
     std::unique_ptr<JobDetails> _details;
 };

@@ -58,7 +58,7 @@ json Job::ToJson(jsonMode mode) const {
     if (!details.userData.empty())
         object["userData"] = UserDataToJson(details.userData, mode);
     if (mode == JSON_MODE_FILE)
-        object["mediaFolder"] = MediaFolder();
+        object["mediaFolder"] = details.mediaFolder;
     if (!details.media.empty())
         object["media"] = MediaToJson(details.media, mode);
     return object;

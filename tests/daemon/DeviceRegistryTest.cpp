@@ -42,7 +42,7 @@ TEST_F(EmptyUnitTest, ACardThatIsMountedBecomesADeviceAndTheFirstOneTheTarget) {
     Unit().Storage().MountCard("back");
     SettleStorage();
     EXPECT_TRUE(IsThere("back"));
-    EXPECT_EQ(Traffic(), (Texts{"manager InterfacesAdded back", "manager TargetDeviceID=back"}));
+    EXPECT_EQ(TrafficBesideIndexing("back"), (Texts{"manager InterfacesAdded back", "manager TargetDeviceID=back"}));
     EXPECT_TRUE(Logged(LOG_INFO, "Storage Mounted."));
     EXPECT_TRUE(Logged(LOG_INFO, "MountPoint: " + service.CardFolder("back") + "."));
     EXPECT_TRUE(Logged(LOG_INFO, std::string("StoragePropertiesChanged - storageObjPath: ") + storageRoot +
@@ -52,7 +52,8 @@ TEST_F(EmptyUnitTest, ACardThatIsMountedBecomesADeviceAndTheFirstOneTheTarget) {
     Unit().Storage().MountCard("front");
     Unit().Storage().MountCard("back");
     SettleStorage();
-    EXPECT_EQ(Traffic(), Texts{"manager InterfacesAdded front"}) << "the target stays, and nothing comes twice";
+    EXPECT_EQ(TrafficBesideIndexing("front"), Texts{"manager InterfacesAdded front"})
+        << "the target stays, and nothing comes twice";
     EXPECT_EQ(Errors().size(), 2u) << "those of the waiting alone";
 }
 
@@ -97,7 +98,7 @@ TEST_F(EmptyUnitTest, ACardThatCannotBeReadStaysOutsideUntilItIsMountedAgain) {
     SettleStorage();
     EXPECT_TRUE(IsThere("front"));
     EXPECT_EQ(LogCapture::Count("RegisterManagedDeviceDbusObject Failed to create table, exit (-"), 2u);
-    EXPECT_EQ(Traffic(), (Texts{"manager InterfacesAdded front", "manager TargetDeviceID=front"}));
+    EXPECT_EQ(TrafficBesideIndexing("front"), (Texts{"manager InterfacesAdded front", "manager TargetDeviceID=front"}));
     EXPECT_EQ(service.DeviceProperty("front", "DeviceState"), "Idle") << "the first of the name is left alone";
 }
 
@@ -115,21 +116,23 @@ TEST_F(DeviceRegistryTest, AStartWithACardThatCannotBeReadFails) {
 }
 
 TEST_F(DeviceRegistryTest, TheStartIsToldStepByStep) {
+    const std::string root = storageRoot;
     Texts lines;
     for (const LogLine& line : LogCapture::Lines())
-        if (line.priority == LOG_INFO && line.text.find("d-bus object") == std::string::npos)
+        if (line.text.starts_with("Init") || line.text.starts_with("JobsManagerDaemon::Init") ||
+            line.text.starts_with(root))
             lines.push_back(line.text);
-    const std::string root = storageRoot;
+    const std::string registering = "JobsManagerDaemon::Init - Registering Managed Device for Storage Object: " + root;
+    const std::string searching = "JobsManagerDaemon::Init - Searching for job files on device: ";
     EXPECT_EQ(lines,
               (Texts{"Init",
                      "Init Create and register Managed Device Dbus objects for all mounted storage "
                      "devices",
                      "JobsManagerDaemon::Init - GetStorageObjectPaths returned:", root + "/front", root + "/back",
-                     "JobsManagerDaemon::Init - Registering Managed Device for Storage Object: " + root + "/front",
-                     "JobsManagerDaemon::Init - Registering Managed Device for Storage Object: " + root + "/back",
-                     "Init Init complete"}));
+                     registering + "/front", searching + RunningService::DevicePath("front"), registering + "/back",
+                     searching + RunningService::DevicePath("back"), "Init Init complete"}));
     EXPECT_TRUE(Logged(LOG_DEBUG, "JobsManagerDaemon::SelectTargetDevice - New Target ID front."));
-    EXPECT_EQ(Traffic(),
+    EXPECT_EQ(TrafficBesideIndexing("back"),
               (Texts{"manager InterfacesAdded front", "manager InterfacesAdded back", "manager TargetDeviceID=front"}));
 }
 
@@ -151,9 +154,9 @@ TEST_F(DeviceRegistryTest, APulledCardTakesItsCurrentJobAndTheTargetAway) {
     EXPECT_THROW(service.DeviceProperty("front", "DeviceState"), std::runtime_error);
 
     service.InsertCard("front");
-    SettleStorage();
-    EXPECT_EQ(std::get<0>(Text("GetJobName", "front", job.id)), JOBS_RTN_JOB_ID_NOT_FOUND)
-        << "a card that comes back is a new device";
+    ASSERT_TRUE(service.WaitForDeviceProperty("front", "DeviceState", "Idle"));
+    EXPECT_EQ(Text("GetJobName", "front", job.id), CodeAndText(0, "Main Street")) << "it comes back with its jobs";
+    EXPECT_EQ(CurrentJobID(), "");
     EXPECT_TRUE(service.Card("front").Exists(job.File()));
 }
 

@@ -34,6 +34,13 @@ ServiceOptions ServiceTest::FrontAndBack() {
     return options;
 }
 
+ServiceTest::ServiceTest(ServiceOptions options) : service(options) {
+    for (const ServiceOptions::Card& card : options.cards) {
+        const bool isServed = service.InitResult() >= 0 && card.isMounted;
+        EXPECT_TRUE(!isServed || service.WaitForDeviceProperty(card.id, "DeviceState", "Idle"));
+    }
+}
+
 CreatedJob ServiceTest::CreateJob(const std::string& name, const std::string& card) {
     const auto [code, device, summary] = Call("CreateJob", card, name).Read<int32_t, std::string, std::string>();
     if (code != JobsManagerD::JOBS_RTN_SUCCEEDED)
@@ -80,6 +87,17 @@ Texts ServiceTest::Traffic() {
     for (const Signal& signal : service.Client().TakeSignals())
         if (signal.path != "/org/freedesktop/DBus")
             lines.push_back(Line(signal));
+    return lines;
+}
+
+Texts ServiceTest::TrafficBesideIndexing(const std::string& card) {
+    EXPECT_TRUE(service.WaitForDeviceProperty(card, "DeviceState", "Idle"));
+    Texts lines = Traffic();
+    std::erase_if(lines, [](const std::string& line) {
+        const bool tellsOfJobs = line.find(" JobListStatus=") != std::string::npos;
+        return line.find(" DeviceState=") != std::string::npos ||
+               (tellsOfJobs && line.find(" CurrentJobID=") == std::string::npos);
+    });
     return lines;
 }
 

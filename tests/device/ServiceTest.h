@@ -27,7 +27,8 @@ struct CreatedJob {
 /// The service with the empty cards "front", which becomes the target, and "back", and what a client does with it.
 class ServiceTest : public testing::Test {
 protected:
-    explicit ServiceTest(ServiceOptions options = FrontAndBack()) : service(std::move(options)) {}
+    /// Returns when the cards have been indexed.
+    explicit ServiceTest(ServiceOptions options = FrontAndBack());
     static ServiceOptions FrontAndBack();
 
     Simulator::SimulatedUnit& Unit() { return service.Unit(); }
@@ -65,6 +66,8 @@ protected:
     /// What the service has sent since the last look, a line per signal: "front JobChanged",
     /// "front CurrentJobID=5 JobListStatus=true", "manager TargetDeviceID=back", "manager InterfacesAdded back".
     Texts Traffic();
+    /// The same, waiting for the end of the card's index run, without what that tells.
+    Texts TrafficBesideIndexing(const std::string& card);
     /// The write-active calls since the last look: "front on", "front off".
     Texts WriteActive();
     void ForgetTraffic() {

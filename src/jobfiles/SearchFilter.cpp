@@ -1,0 +1,138 @@
+#include "jobfiles/SearchFilter.h"
+
+#include "fsutil/FileDescriptor.h"
+#include "jobs/Scramble.h"
+
+#include <algorithm>
+
+namespace dom = simdjson::dom;
+
+namespace JobsManagerD {
+namespace {
+
+constexpr std::array<uint8_t, 256> lowerCase = [] {
+    std::array<uint8_t, 256> table{};
+    for (size_t i = 0; i < table.size(); ++i)
+        table[i] = static_cast<uint8_t>(i >= 'A' && i <= 'Z' ? i + 'a' - 'A' : i);
+    return table;
+}();
+
+uint8_t Folded(char c) { return lowerCase[static_cast<uint8_t>(c)]; }
+
+/// A text that was larger than job files are gives its storage back.
+constexpr size_t keptCapacity = 1024 * 1024;
+
+/// Every ID that an object may be taken to have: of a key that is given twice, a walk cannot tell which counts.
+void AddIds(const dom::element& value, std::vector<std::string>& ids) {
+    dom::object object;
+    if (value.get_object().get(object) != simdjson::SUCCESS)
+        return;
+    for (const dom::key_value_pair field : object)
+        if (std::string_view text; field.key == "id" && field.value.get_string().get(text) == simdjson::SUCCESS)
+            ids.emplace_back(text);
+}
+
+} // namespace
+
+SearchFilter::SearchFilter(const std::string& term) {
+    for (const char c : term)
+        _term += static_cast<char>(Folded(c));
+    _skip.fill(std::max<size_t>(_term.size(), 1));
+    for (size_t i = 0; i + 1 < _term.size(); ++i)
+        _skip[static_cast<uint8_t>(_term[i])] = _term.size() - 1 - i;
+}
+
+/// Horspool's search, on folded bytes.
+bool SearchFilter::_Contains(std::string_view text) const {
+    const size_t length = _term.size();
+    if (length == 0)
+        return true;
+    for (size_t end = length; end <= text.size();) {
+        const uint8_t last = Folded(text[end - 1]);
+        size_t i = length;
+        while (i > 0 && Folded(text[end - length + i - 1]) == static_cast<uint8_t>(_term[i - 1]))
+            --i;
+        if (i == 0)
+            return true;
+        end += _skip[last];
+    }
+    return false;
+}
+
+bool SearchFilter::RulesOut(const std::string& jobFilePath) {
+    if (_text.capacity() > keptCapacity)
+        _text = std::string();
+    if (!ReadRegularFile(jobFilePath, _text))
+        return false;
+    dom::element document;
+    dom::object object;
+    if (_parser.Parse(_text).get(document) != simdjson::SUCCESS ||
+        document.get_object().get(object) != simdjson::SUCCESS)
+        return false;
+    // Contacts are searched with this key; they have no private notes, but a file may hold what it likes.
+    _keys = {"Irrelevant"};
+    AddIds(document, _keys);
+    return !_MayHold(object);
+}
+
+bool SearchFilter::_MayHold(const dom::object& object) {
+    for (const dom::key_value_pair field : object)
+        if (field.key == "media" ? _MayHoldInMedia(field.value) : _MayHold(field.value))
+            return true;
+    return false;
+}
+
+/// The notes of a media item, and of anything inside it, are decoded with the item's own ID.
+bool SearchFilter::_MayHoldInMedia(const dom::element& media) {
+    dom::array items;
+    if (media.get_array().get(items) != simdjson::SUCCESS)
+        return _MayHold(media);
+    const size_t outerKeys = _keys.size();
+    for (const dom::element item : items) {
+        AddIds(item, _keys);
+        const bool may = _MayHold(item);
+        _keys.resize(outerKeys);
+        if (may)
+            return true;
+    }
+    return false;
+}
+
+bool SearchFilter::_MayHold(const dom::element& value) {
+    switch (value.type()) {
+    case dom::element_type::STRING:
+        return _Contains(value.get_string().value_unsafe());
+    case dom::element_type::OBJECT: {
+        const dom::object object = value.get_object().value_unsafe();
+        return _MayHold(object);
+    }
+    case dom::element_type::ARRAY: {
+        const dom::array array = value.get_array().value_unsafe();
+        for (const dom::element element : array)
+            if (element.type() != dom::element_type::INT64 && _MayHold(element))
+                return true;
+        return _MayHoldInNotes(array);
+    }
+    default:
+        return false;
+    }
+}
+
+/// Private notes are an array of bytes; any array of numbers is tried as notes.
+bool SearchFilter::_MayHoldInNotes(const dom::array& array) const {
+    std::vector<uint8_t> bytes;
+    for (const dom::element element : array) {
+        int64_t number = 0;
+        if (!element.is_number())
+            return false;
+        // A number of another kind is left to the search.
+        if (element.get_int64().get(number) != simdjson::SUCCESS)
+            return true;
+        bytes.push_back(static_cast<uint8_t>(number));
+    }
+    return !bytes.empty() && std::ranges::any_of(_keys, [&](const std::string& key) {
+        return !key.empty() && _Contains(UnscrambleBytes(bytes, key));
+    });
+}
+
+} // namespace JobsManagerD
