@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <exception>
@@ -12,7 +14,8 @@
 namespace JobsManagerD {
 
 /// Loads numbered items on two threads, some ahead, and hands them over on the caller's thread in their order: a card
-/// answers several requests at once in little more than the time of one. What is ahead is bounded.
+/// answers several requests at once in little more than the time of one. What is ahead is bounded. Items change hands
+/// in batches, since waking a thread costs more than loading an item that the kernel has in memory.
 template <typename Result>
 class ReadAhead {
 public:
@@ -28,7 +31,7 @@ public:
     ~ReadAhead() {
         {
             const std::lock_guard lock(_mutex);
-            _count = 0;
+            _isStopped = true;
         }
         _changed.notify_all();
         for (std::thread& thread : _threads)
@@ -37,59 +40,81 @@ public:
 
     /// The next item, to be called at most once for each. Rethrows what loading it threw.
     Result Next() {
-        std::unique_lock lock(_mutex);
-        Slot& slot = _slots[_taken % _slots.size()];
-        _changed.wait(lock, [&slot] { return slot.isLoaded; });
-        Slot taken = std::move(slot);
-        slot = Slot();
-        ++_taken;
-        lock.unlock();
-        _changed.notify_all();
-        if (taken.exception)
-            std::rethrow_exception(taken.exception);
-        return std::move(taken.result);
+        if (_handedOver == _current.size())
+            _TakeBatch();
+        Item& item = _current[_handedOver++];
+        if (item.exception)
+            std::rethrow_exception(item.exception);
+        return std::move(item.result);
     }
 
 private:
-    struct Slot {
-        bool isLoaded = false;
+    struct Item {
         Result result{};
         std::exception_ptr exception;
     };
+    using Batch = std::vector<Item>;
+    static constexpr size_t batchSize = 16;
+
+    void _TakeBatch() {
+        std::unique_lock lock(_mutex);
+        Batch& batch = _batches[_taken % _batches.size()];
+        _changed.wait(lock, [&batch] { return !batch.empty(); });
+        _current = std::move(batch);
+        batch.clear();
+        _handedOver = 0;
+        ++_taken;
+        lock.unlock();
+        _changed.notify_all();
+    }
 
     void _Run() {
         std::unique_lock lock(_mutex);
         while (true) {
-            _changed.wait(lock, [this] { return _begun >= _count || _begun < _taken + _slots.size(); });
-            if (_begun >= _count)
+            _changed.wait(lock, [this] { return _IsOver() || _begun < _taken + _batches.size(); });
+            if (_IsOver())
                 return;
             const size_t number = _begun++;
             lock.unlock();
-            Slot loaded = _LoadItem(number);
+            Batch loaded = _LoadBatch(number * batchSize);
             lock.lock();
-            _slots[number % _slots.size()] = std::move(loaded);
+            _batches[number % _batches.size()] = std::move(loaded);
             if (number == _taken)
                 _changed.notify_all();
         }
     }
 
-    Slot _LoadItem(size_t number) const {
-        Slot slot{true, {}, nullptr};
-        try {
-            slot.result = _load(number);
-        } catch (...) {
-            slot.exception = std::current_exception();
-        }
-        return slot;
+    bool _IsOver() const { return _isStopped || _begun * batchSize >= _count; }
+
+    Batch _LoadBatch(size_t first) const {
+        Batch batch;
+        for (size_t number = first; number < std::min(first + batchSize, _count) && !_isStopped; ++number)
+            batch.push_back(_LoadItem(number));
+        return batch;
     }
 
-    std::mutex _mutex; // guards all but _load
+    Item _LoadItem(size_t number) const {
+        try {
+            return {_load(number), nullptr};
+        } catch (...) {
+            return {Result{}, std::current_exception()};
+        }
+    }
+
+    const size_t _count;
+    const Load _load;
+    std::atomic<bool> _isStopped{false};
+
+    std::mutex _mutex; // guards the four below; the two counters are of batches
     std::condition_variable _changed;
-    size_t _count;
     size_t _begun = 0;
     size_t _taken = 0;
-    std::array<Slot, 32> _slots;
-    const Load _load;
+    std::array<Batch, 4> _batches;
+
+    // The caller's own.
+    Batch _current;
+    size_t _handedOver = 0;
+
     std::array<std::thread, 2> _threads;
 };
 
