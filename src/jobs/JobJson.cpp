@@ -23,14 +23,16 @@ json MediaToJson(std::vector<std::shared_ptr<Media>> media, jsonMode mode) {
 
 json Job::SummaryToJson(jsonMode mode) const {
     const JobSummary summary = Summary();
-    json object{{"id", summary.id},
-                {"jobSize", summary.jobSize},
-                {"mediaCounts", JobsManagerD::ToJson(summary.mediaCounts)},
-                {"source", JobsManagerD::ToJson(summary.source)},
-                {"timestamp", JobsManagerD::ToJson(summary.timestamp)},
-                {"type", JobTypeKeyword(summary.type)},
-                {"version", summary.version},
-                {"locked", summary.locked}};
+    // Key by key: a list of pairs would be built, copied and thrown away.
+    json object = json::object();
+    object["id"] = summary.id;
+    object["jobSize"] = summary.jobSize;
+    object["mediaCounts"] = JobsManagerD::ToJson(summary.mediaCounts);
+    object["source"] = JobsManagerD::ToJson(summary.source);
+    object["timestamp"] = JobsManagerD::ToJson(summary.timestamp);
+    object["type"] = JobTypeKeyword(summary.type);
+    object["version"] = summary.version;
+    object["locked"] = summary.locked;
     if (!summary.name.empty())
         object["name"] = summary.name;
     if (summary.position.IsSet())

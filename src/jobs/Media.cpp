@@ -12,7 +12,10 @@ namespace JobsManagerD {
 namespace {
 
 json ToJson(const MediaFile& file, jsonMode mode) {
-    json object{{"type", MediaFileTypeKeyword(file.type)}, {"name", file.name}, {"size", file.size}};
+    json object = json::object();
+    object["type"] = MediaFileTypeKeyword(file.type);
+    object["name"] = file.name;
+    object["size"] = file.size;
     if (mode == JSON_MODE_CLIENT && file.state != MEDIA_FILE_STATE_OK)
         object["state"] = MediaFileStateKeyword(file.state);
     return object;
@@ -81,11 +84,12 @@ const std::vector<mediaFileType_e>& Media::RequiredFiles(mediaType_e type) {
 }
 
 json ToJson(const Media& media, jsonMode mode) {
-    json object{{"id", media.id},
-                {"isIncludedInReport", media.isIncludedInReport},
-                {"source", ToJson(media.source)},
-                {"timestamp", ToJson(media.timestamp)},
-                {"type", MediaTypeKeyword(media.type)}};
+    json object = json::object();
+    object["id"] = media.id;
+    object["isIncludedInReport"] = media.isIncludedInReport;
+    object["source"] = ToJson(media.source);
+    object["timestamp"] = ToJson(media.timestamp);
+    object["type"] = MediaTypeKeyword(media.type);
     AddOptionalFields(object, media);
     if (!media.privateNotes.empty() && mode == JSON_MODE_FILE)
         object["privateNotes"] = ScrambleBytes(media.privateNotes, media.id);

@@ -39,22 +39,36 @@ bool HasNumberOrNothing(const json& value, const char* key) { return !HasKey(val
 
 } // namespace
 
-json ToJson(const Position& position) { return {{"latitude", position.latitude}, {"longitude", position.longitude}}; }
+json ToJson(const Position& position) {
+    json object = json::object();
+    object["latitude"] = position.latitude;
+    object["longitude"] = position.longitude;
+    return object;
+}
 
 json ToJson(const Source& source) {
-    return {{"model", source.model}, {"serial", source.serial}, {"version", source.version}};
+    json object = json::object();
+    object["model"] = source.model;
+    object["serial"] = source.serial;
+    object["version"] = source.version;
+    return object;
 }
 
 json ToJson(const Timestamp& timestamp) {
-    return {{"createTime", timestamp.createTime}, {"modifiedTime", timestamp.modifiedTime}};
+    json object = json::object();
+    object["createTime"] = timestamp.createTime;
+    object["modifiedTime"] = timestamp.modifiedTime;
+    return object;
 }
 
 json ToJson(const MediaCounts& counts) {
-    return {{"total", counts.total},
-            {"autologs", counts.autologs},
-            {"images", counts.images},
-            {"photoTalks", counts.photoTalks},
-            {"videos", counts.videos}};
+    json object = json::object();
+    object["total"] = counts.total;
+    object["autologs"] = counts.autologs;
+    object["images"] = counts.images;
+    object["photoTalks"] = counts.photoTalks;
+    object["videos"] = counts.videos;
+    return object;
 }
 
 json ToJson(const Address& address) {
