@@ -38,9 +38,11 @@ int TargetDeviceID(sd_bus*, const char*, const char*, const char*, sd_bus_messag
     return Buslink::AppendAll(reply, daemon.TargetDeviceID());
 }
 
-// What rows say about failures beside the rule.
+// In what rows differ from the rule.
 constexpr RowNotes response{.replyFailure = failedToBuildResponse};
 constexpr RowNotes couldNotBuild{.replyFailure = couldNotBuildReply};
+constexpr RowNotes named{.logsName = true};
+constexpr RowNotes ofList{.logsReply = true};
 constexpr RowNotes ofCurrentJob{.logsParseFailure = false};
 constexpr RowNotes countsOfCurrentJob{.replyFailure = couldNotBuildReply, .logsParseFailure = false};
 
@@ -57,7 +59,7 @@ constexpr Row rows[] = {
     Method<Handlers::GetCurrentJobDeviceID>                         ("GetCurrentJobDeviceID",       "",      "s"),
     Property                                                        ("TargetDeviceID",              "s", TargetDeviceID),
     Method<Handlers::GetTargetDeviceID>                             ("GetTargetDeviceID",           "",      "s"),
-    Method<Handlers::SetTargetDeviceID>                             ("SetTargetDeviceID",           "s",     "i"),
+    Method<Handlers::SetTargetDeviceID, named>                      ("SetTargetDeviceID",           "s",     "i"),
     Method<Handlers::CreateJob>                                     ("CreateJob",                   "ss",    "(iss)"),
     Method<Handlers::OpenJob>                                       ("OpenJob",                     "ss",    "(iss)"),
     Method<GetJobText<&D::GetJobJSONstring>>                        ("GetJob",                      "ss",    "(is)"),
@@ -118,18 +120,18 @@ constexpr Row rows[] = {
     Method<Handlers::GetMediaID, ofCurrentJob>                      ("GetMediaID",                  "s",     "(is)"),
     Method<Handlers::CancelCMD>                                     ("CancelCMD",                   "s",     "i"),
     Method<UnsupportedOnDevice<Text>>                               ("DeleteJob",                   "ss",    "i"),
-    Method<UnsupportedOnDevice<>>                                   ("DeleteAllJobs",               "s",     "i"),
-    Method<UnsupportedOnDevice<JobIds>>                             ("DeleteJobList",               "sas",   "i"),
+    Method<UnsupportedOnDevice<>, named>                            ("DeleteAllJobs",               "s",     "i"),
+    Method<UnsupportedOnDevice<JobIds>, ofList>                     ("DeleteJobList",               "sas",   "i"),
     Signal                                                          ("JobListDeleteProgress",       "iii"),
     Signal                                                          ("JobListDeleteError",          "s"),
     Method<UnsupportedOnTwoDevices<Text>>                           ("MoveJob",                     "sss",   "i"),
-    Method<UnsupportedOnTwoDevices<>>                               ("MoveAllJobs",                 "ss",    "i"),
-    Method<UnsupportedOnTwoDevices<JobIds>>                         ("MoveJobList",                 "ssas",  "i"),
+    Method<UnsupportedOnTwoDevices<>, named>                        ("MoveAllJobs",                 "ss",    "i"),
+    Method<UnsupportedOnTwoDevices<JobIds>, ofList>                 ("MoveJobList",                 "ssas",  "i"),
     Signal                                                          ("JobListMoveProgress",         "siii"),
     Signal                                                          ("JobListMoveError",            "ss"),
     Method<UnsupportedOnTwoDevices<Text>>                           ("CopyJob",                     "sss",   "i"),
-    Method<UnsupportedOnTwoDevices<>>                               ("CopyAllJobs",                 "ss",    "i"),
-    Method<UnsupportedOnTwoDevices<JobIds>>                         ("CopyJobList",                 "ssas",  "i"),
+    Method<UnsupportedOnTwoDevices<>, named>                        ("CopyAllJobs",                 "ss",    "i"),
+    Method<UnsupportedOnTwoDevices<JobIds>, ofList>                 ("CopyJobList",                 "ssas",  "i"),
     Signal                                                          ("JobListCopyProgress",         "siii"),
     Signal                                                          ("JobListCopyError",            "ss"),
     Signal                                                          ("JobChanged",                  "s"),

@@ -22,11 +22,14 @@ inline constexpr char failedToBuildReply[] = "Failed to build reply";
 inline constexpr char couldNotBuildReply[] = "Could not build reply";
 inline constexpr char failedToBuildResponse[] = "Failed to build response";
 
-/// What a row of the interface says about failures, beside the rule.
+/// In what a row of the interface differs from the rule.
 struct RowNotes {
     const char* replyFailure = failedToBuildReply;
     bool logsParseFailure = true;
-    bool logsReplyFailure = false;
+    /// The method's name, before anything else.
+    bool logsName = false;
+    /// The code before the reply, and a reply that cannot be built.
+    bool logsReply = false;
 };
 
 /// Types of a handler `Result handler(JobsManagerDaemon&, Arguments...)`, from which the row's signatures follow.
@@ -57,7 +60,7 @@ int Reply(JobsManagerDaemon& daemon, sd_bus_message* call, const Result& result,
     });
     if (!failure)
         return sent;
-    if (notes.logsReplyFailure)
+    if (notes.logsReply)
         syslog(LOG_ERR, "%s %s", sd_bus_message_get_member(call), failure);
     return ReplyWithError(daemon, call, failure);
 }
@@ -66,6 +69,8 @@ int Reply(JobsManagerDaemon& daemon, sd_bus_message* call, const Result& result,
 template <auto handler, RowNotes notes>
 int Serve(sd_bus_message* call, void* userData, sd_bus_error*) {
     auto& daemon = *static_cast<JobsManagerDaemon*>(static_cast<Buslink::DbusServer*>(userData));
+    if (notes.logsName)
+        syslog(LOG_INFO, "%s", sd_bus_message_get_member(call));
     typename HandlerTypes<decltype(handler)>::Arguments arguments;
     const int read = std::apply([call](auto&... values) { return Buslink::ReadAll(call, values...); }, arguments);
     if (read < 0) {
@@ -76,6 +81,8 @@ int Serve(sd_bus_message* call, void* userData, sd_bus_error*) {
     try {
         const auto result =
             std::apply([&daemon](const auto&... values) { return handler(daemon, values...); }, arguments);
+        if constexpr (notes.logsReply)
+            syslog(LOG_INFO, "%s - rtn = %d", sd_bus_message_get_member(call), result);
         return Reply(daemon, call, result, notes);
     } catch (const MalformedCall& malformed) {
         return ReplyWithError(daemon, call, malformed.what());

@@ -74,7 +74,6 @@ Text GetCurrentJobDeviceID(JobsManagerDaemon& daemon) {
 Text GetTargetDeviceID(JobsManagerDaemon& daemon) { return daemon.TargetDeviceID(); }
 
 int32_t SetTargetDeviceID(JobsManagerDaemon& daemon, const Text& deviceID) {
-    syslog(LOG_INFO, "%s", "SetTargetDeviceID");
     if (daemon.CurrentJobDevice())
         return JOBS_RTN_CURRENT_JOB_OPEN;
     if (!daemon.FindDevice(deviceID))

@@ -1,4 +1,4 @@
-#include "device/ManagedDevice.h"
+#include "device/AccessorNames.h"
 #include "fsutil/Times.h"
 
 #include <nlohmann/json.hpp>
@@ -38,22 +38,6 @@ jobsDaemonRtn_e Run(Step& step, Job& job) {
 }
 
 } // namespace
-
-/// Name of an accessor, and how its log lines name it.
-struct ManagedDevice::AccessorNames {
-    AccessorNames(const char* name) : method(name), savedAs(name) {}
-    AccessorNames(const char* name, const char* saveName) : method(name), savedAs(saveName) {}
-    /// For an accessor whose lines do not name the class.
-    static AccessorNames WithoutClass(const char* name) {
-        AccessorNames names(name);
-        names.prefix = "";
-        return names;
-    }
-
-    const char* method;
-    const char* savedAs;
-    const char* prefix = "ManagedDevice::";
-};
 
 // The four shapes: read a job, change a job, read a media item, change a media item. ----------------------------------
 

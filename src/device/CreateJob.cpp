@@ -13,8 +13,6 @@
 namespace JobsManagerD {
 namespace {
 
-constexpr int mostStemAttempts = 50;
-
 std::string DefaultJobName() {
     if (jobNameSuffixFormat.empty())
         return defaultJobName;

@@ -1,3 +1,4 @@
+#include "device/AccessorNames.h"
 #include "device/JobOrder.h"
 #include "device/SearchRecord.h"
 #include "fsutil/Paths.h"
@@ -101,16 +102,10 @@ jobsDaemonRtn_e ManagedDevice::GetSearchResultsJSONstring(uint16_t startIdx, uin
 }
 
 jobsDaemonRtn_e ManagedDevice::GetJobJSONstring(const std::string& jobID, std::string& text) {
-    const std::shared_ptr<Job> job = _FindJobOrLog(jobID, "GetJobJSONstring");
-    if (!job)
-        return JOBS_RTN_JOB_ID_NOT_FOUND;
-    if (!job->IsOpen()) {
-        const jobsDaemonRtn_e result = _OpenJob(job, false);
-        if (result != JOBS_RTN_SUCCEEDED) {
-            syslog(LOG_ERR, "ManagedDevice::GetJobJSONstring - Failed to open job with ID: %s", jobID.c_str());
-            return result;
-        }
-    }
+    std::shared_ptr<Job> job;
+    const jobsDaemonRtn_e result = _FindOpenJob("GetJobJSONstring", jobID, job);
+    if (result != JOBS_RTN_SUCCEEDED)
+        return result;
     json object = job->ToJson(JSON_MODE_CLIENT);
     object["jobFolderPath"] = job->JobFolderPath();
     object["jobUrl"] = JobUrl(*job);

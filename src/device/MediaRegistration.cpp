@@ -12,12 +12,6 @@
 using Videod::VideoDaemonDbusHandler;
 
 namespace JobsManagerD {
-namespace {
-
-constexpr int mostStemAttempts = 50;
-
-} // namespace
-
 /// In what the four kinds of media differ.
 struct ManagedDevice::MediaRegistration {
     struct File {

@@ -29,6 +29,9 @@ std::string DirectoryPart(const std::string& path);
 /// from the bus are tested with this before the file is touched.
 bool LiesUnder(const std::string& folder, const std::string& path);
 
+/// How far `GetUniqueFileStem` counts for a job or a media file.
+constexpr int mostStemAttempts = 50;
+
 /// A stem that no entry of the folder begins with: `candidateStem`, or else "<candidateStem>_<n>" with the smallest n
 /// from 1 to `limit` that is free. Empty, with a log line, when none is or when the folder cannot be listed.
 std::string GetUniqueFileStem(const std::string& parentPath, const std::string& candidateStem, int limit);

@@ -1,6 +1,7 @@
 #include "device/ServiceTest.h"
 
 #include <sstream>
+#include <syslog.h>
 
 using namespace JobsManagerD;
 
@@ -349,6 +350,19 @@ TEST_F(InterfaceTest, TheBusItselfAnswersWhatTheInterfaceDoesNotHave) {
     const Reply write = service.Client().CallOn(managerPath, "org.freedesktop.DBus.Properties", "GetAll", {"a.b"});
     EXPECT_EQ(write.ErrorName(), "org.freedesktop.DBus.Error.UnknownInterface");
     EXPECT_EQ(Call("GetTargetDeviceID").Read<std::string>(), "front") << "and the service lives on";
+}
+
+TEST_F(InterfaceTest, CallsForManyJobsAreToldInTheLog) {
+    const Texts ids{"a"};
+    for (const char* method : {"DeleteAllJobs", "MoveAllJobs", "CopyAllJobs"}) {
+        method == std::string("DeleteAllJobs") ? Call(method, "none") : Call(method, "none", "none");
+        EXPECT_TRUE(Logged(LOG_INFO, method));
+    }
+    Call("DeleteJobList", "none", ids);
+    Call("MoveJobList", "none", "none", ids);
+    Call("CopyJobList", "none", "none", ids);
+    for (const char* method : {"DeleteJobList", "MoveJobList", "CopyJobList"})
+        EXPECT_TRUE(Logged(LOG_INFO, std::string(method) + " - rtn = 2"));
 }
 
 } // namespace

@@ -12,7 +12,7 @@
 namespace Buslink {
 
 /// How a C++ type travels: its signature, and reading from and appending to a message. Reading and appending return
-/// what sd-bus returns; a read at the end of a container gives -ENODATA. A tuple is a structure.
+/// what sd-bus returns. A tuple is a structure.
 template <typename T>
 struct Wire;
 
