@@ -89,22 +89,31 @@ int32_t SetMediaText(JobsManagerDaemon& daemon, const Text& dev, const Text& job
                  [&](ManagedDevice& device, const Text& id) { return (device.*set)(id, media, text); });
 }
 
-// Operations of a device that are not served yet: the call is read, its device and job are resolved, and the answer is
-// JOBS_RTN_UNSUPPORTED_OPERATION.
+// Whole devices
 
-inline int32_t Unsupported(const ManagedDevice&) { return JOBS_RTN_UNSUPPORTED_OPERATION; }
-
-template <typename... More>
-int32_t UnsupportedOnDevice(JobsManagerDaemon& daemon, const Text& dev, const More&...) {
-    return OnDevice(daemon, dev, Unsupported);
+template <auto run, typename... Arguments>
+int32_t RunOnDevice(JobsManagerDaemon& daemon, const Text& dev, const Arguments&... arguments) {
+    return OnDevice(daemon, dev, [&](ManagedDevice& device) { return (device.*run)(arguments...); });
 }
 
-/// Neither device takes the target's place.
-template <typename... More>
-int32_t UnsupportedOnTwoDevices(JobsManagerDaemon& daemon, const Text& source, const Text& destination,
-                                const More&...) {
-    const bool found = daemon.FindDevice(source) && daemon.FindDevice(destination);
-    return found ? JOBS_RTN_UNSUPPORTED_OPERATION : JOBS_RTN_DEVICE_NOT_FOUND;
+/// Runs `operation(source, destination)`. Neither device takes the target's place.
+template <typename Operation>
+int32_t OnTwoDevices(const JobsManagerDaemon& daemon, const Text& src, const Text& dst, Operation operation) {
+    const JobsManagerDaemon::Device source = daemon.FindDevice(src);
+    const JobsManagerDaemon::Device destination = daemon.FindDevice(dst);
+    return source && destination ? operation(*source, *destination) : JOBS_RTN_DEVICE_NOT_FOUND;
+}
+
+template <auto run, typename... Arguments>
+int32_t RunOnTwoDevices(JobsManagerDaemon& daemon, const Text& src, const Text& dst, const Arguments&... arguments) {
+    return OnTwoDevices(daemon, src, dst, [&](ManagedDevice& source, ManagedDevice& destination) {
+        return (source.*run)(destination, arguments...);
+    });
+}
+
+/// Not served yet: the call is read, its device is resolved, and the answer is JOBS_RTN_UNSUPPORTED_OPERATION.
+inline int32_t UnsupportedOnDevice(JobsManagerDaemon& daemon, const Text& dev) {
+    return OnDevice(daemon, dev, [](const ManagedDevice&) { return JOBS_RTN_UNSUPPORTED_OPERATION; });
 }
 
 } // namespace JobsManagerD

@@ -28,10 +28,12 @@ std::tuple<int32_t, int32_t> GetMediaIsIncludedInReport(JobsManagerDaemon& daemo
 int32_t SetMediaIsIncludedInReport(JobsManagerDaemon& daemon, const Text& dev, const Text& job, const Text& media,
                                    int32_t included);
 int32_t DeleteMediaItem(JobsManagerDaemon& daemon, const Text& dev, const Text& job, const Text& media);
+int32_t DeleteJob(JobsManagerDaemon& daemon, const Text& dev, const Text& job);
+int32_t MoveJob(JobsManagerDaemon& daemon, const Text& src, const Text& dst, const Text& job);
+int32_t CopyJob(JobsManagerDaemon& daemon, const Text& src, const Text& dst, const Text& job);
 int32_t CancelCMD(JobsManagerDaemon& daemon, const Text& dev);
 
 // Finding, listing and searching (ListHandlers.cpp)
-int32_t FindJobs(JobsManagerDaemon& daemon, const Text& dev);
 CodeAndText GetJobList(JobsManagerDaemon& daemon, const Text& dev, uint8_t criterion, uint8_t order, uint16_t startIdx,
                        uint16_t limit);
 CodeAndText GetJobListStats(JobsManagerDaemon& daemon, const Text& dev);

@@ -1,5 +1,8 @@
 #include "daemon/Handlers.h"
 
+#include <optional>
+#include <utility>
+
 namespace JobsManagerD {
 
 JobsManagerDaemon::Device DeviceOf(const JobsManagerDaemon& daemon, const Text& dev) {
@@ -63,6 +66,32 @@ int32_t DeleteMediaItem(JobsManagerDaemon& daemon, const Text& dev, const Text& 
     return OnJob(daemon, dev, job, [&](ManagedDevice& device, const Text& id) {
         const WriteActiveMark mark(device, "SingleJobSynchronous");
         return device.DeleteMediaItem(id, media);
+    });
+}
+
+/// The job does not default to the current one, which could not be deleted anyway.
+int32_t DeleteJob(JobsManagerDaemon& daemon, const Text& dev, const Text& job) {
+    return OnDevice(daemon, dev, [&](ManagedDevice& device) {
+        const WriteActiveMark mark(device, "SingleJobSynchronous");
+        return device.DeleteJob(job, true);
+    });
+}
+
+/// Both marks are cleared in the order in which they were set.
+int32_t MoveJob(JobsManagerDaemon& daemon, const Text& src, const Text& dst, const Text& job) {
+    return OnTwoDevices(daemon, src, dst, [&](ManagedDevice& source, ManagedDevice& destination) {
+        std::optional<WriteActiveMark> sourceMark(std::in_place, source, "SingleJobSynchronous");
+        const WriteActiveMark destinationMark(destination, "SingleJobSynchronous");
+        const int32_t code = source.MoveJob(destination, job, true);
+        sourceMark.reset();
+        return code;
+    });
+}
+
+int32_t CopyJob(JobsManagerDaemon& daemon, const Text& src, const Text& dst, const Text& job) {
+    return OnTwoDevices(daemon, src, dst, [&](ManagedDevice& source, ManagedDevice& destination) {
+        const WriteActiveMark mark(destination, "SingleJobSynchronous");
+        return source.CopyJob(destination, job, true);
     });
 }
 

@@ -18,10 +18,6 @@ CodeAndText Stats(JobsManagerDaemon& daemon, const char* method, const Text& dev
 
 } // namespace
 
-int32_t FindJobs(JobsManagerDaemon& daemon, const Text& dev) {
-    return OnDevice(daemon, dev, [](ManagedDevice& device) { return device.FindDeviceJobs(); });
-}
-
 CodeAndText GetJobList(JobsManagerDaemon& daemon, const Text& dev, uint8_t criterion, uint8_t order, uint16_t startIdx,
                        uint16_t limit) {
     return CodeAnd<Text>([&](Text& text) {

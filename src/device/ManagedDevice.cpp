@@ -91,9 +91,9 @@ void ManagedDevice::_JoinThread(std::thread& thread) {
         thread.join();
 }
 
-void ManagedDevice::_StartWorker(void (*task)(ManagedDevice&)) {
+void ManagedDevice::_StartWorker(std::function<void(ManagedDevice&)> task) {
     _JoinThread(_workerThread);
-    _workerThread = std::thread([self = shared_from_this(), task] {
+    _workerThread = std::thread([self = shared_from_this(), task = std::move(task)] {
         const RunningTask running;
         task(*self);
     });

@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -160,6 +161,28 @@ public:
     /// Saves only when the flag changes, and stamps no time.
     jobsDaemonRtn_e SetMediaIsIncludedInReport(const std::string& jobID, const std::string& mediaID, bool included);
 
+    // Deleting, moving and copying one job (DeleteMoveCopy.cpp) ------------------------------------------------------
+    // With `emitStats`, clients hear that the list has changed. The caller marks the devices as being written.
+
+    /// Not the current job, nor a locked or a playing one. The job is gone as soon as its folder is in the trash.
+    jobsDaemonRtn_e DeleteJob(const std::string& jobID, bool emitStats);
+    /// Copies, and then deletes as DeleteJob does. When that fails the job is on both devices.
+    jobsDaemonRtn_e MoveJob(ManagedDevice& destDevice, const std::string& jobID, bool emitStats);
+    jobsDaemonRtn_e CopyJob(ManagedDevice& destDevice, const std::string& jobID, bool emitStats);
+
+    // Many jobs, on the worker thread (DeleteTask.cpp, MoveCopyTask.cpp). The calls return when the task has started. A
+    // job that fails is told by a signal and passed over. A move or copy ties up the destination too.
+
+    jobsDaemonRtn_e PrepareMultipleJobDeletion();
+    jobsDaemonRtn_e DeleteJobList(const std::vector<std::string>& jobIDs);
+    jobsDaemonRtn_e DeleteAllJobs();
+    jobsDaemonRtn_e PrepareMultipleJobMove();
+    jobsDaemonRtn_e MoveJobList(ManagedDevice& destDevice, const std::vector<std::string>& jobIDs);
+    jobsDaemonRtn_e MoveAllJobs(ManagedDevice& destDevice);
+    jobsDaemonRtn_e PrepareMultipleJobCopy();
+    jobsDaemonRtn_e CopyJobList(ManagedDevice& destDevice, const std::vector<std::string>& jobIDs);
+    jobsDaemonRtn_e CopyAllJobs(ManagedDevice& destDevice);
+
     // Finding jobs (IndexingTask.cpp) ---------------------------------------------------------------------------------
 
     /// Empties the job list, but for the current job, and fills it anew on the worker thread.
@@ -227,12 +250,20 @@ private:
     struct AccessorNames;
     struct MediaRegistration;
     struct IndexTimes;
+    struct Transfer;
+    struct TransferKind;
+    static const TransferKind _moving;
+    static const TransferKind _copying;
+    struct JobsToWorkOn {
+        std::vector<std::string> ids;
+        uint64_t bytes = 0; ///< of all their media
+    };
 
     // State
     void _Cancel();
     static void _JoinThread(std::thread& thread);
     /// Runs `task(device)` on the worker thread, after the end of the one before.
-    void _StartWorker(void (*task)(ManagedDevice&));
+    void _StartWorker(std::function<void(ManagedDevice&)> task);
     std::shared_ptr<Job> _CurrentJob() const;
     void _SetCurrentJob(std::shared_ptr<Job> job);
     /// FindJob with the line that all operations share when there is none.
@@ -247,6 +278,31 @@ private:
     void _FindAndCloseNonCurrentJob();
     jobsDaemonRtn_e CloseJob(const std::shared_ptr<Job>& job);
     jobsDaemonRtn_e _CheckNoRecordingInto(const Job& job) const;
+
+    // Deleting, moving and copying one job
+    jobsDaemonRtn_e _CheckNoPlaybackWithin(const std::string& folder, const char* method) const;
+    jobsDaemonRtn_e DeleteJobInternal(const std::shared_ptr<Job>& job, const std::string& jobID, bool emitStats);
+    jobsDaemonRtn_e _MoveToTrash(const std::string& folder) const;
+    void _ForgetJob(const Job& job, const std::string& jobID);
+    jobsDaemonRtn_e MoveCopyInternal(ManagedDevice& destDevice, const std::string& jobID, bool isMove, bool emitStats);
+    jobsDaemonRtn_e _CheckDevices(const ManagedDevice& destDevice, const std::string& jobID, bool isMove) const;
+    jobsDaemonRtn_e _ReleaseForMove(const std::shared_ptr<Job>& job);
+    jobsDaemonRtn_e _CheckDestination(const Transfer& transfer, const Job& job) const;
+    jobsDaemonRtn_e _Stage(const Transfer& transfer) const;
+    jobsDaemonRtn_e _Land(const Transfer& transfer, bool emitStats) const;
+
+    // Many jobs
+    jobsDaemonRtn_e _RefuseWhenBusy(const char* method, const char* movingStates) const;
+    JobsToWorkOn _JobsOf(const std::vector<std::string>& jobIDs) const;
+    JobsToWorkOn _AllJobs() const;
+    template <typename GetIds>
+    jobsDaemonRtn_e _StartDeletion(const char* method, GetIds getIds);
+    void _DeleteJobListTask(const std::vector<std::string>& jobIDs);
+    jobsDaemonRtn_e _PrepareTransfer(const TransferKind& kind);
+    template <typename GetJobs>
+    jobsDaemonRtn_e _StartTransfer(const TransferKind& kind, const char* method, ManagedDevice& destDevice,
+                                   GetJobs getJobs);
+    void _TransferTask(const TransferKind& kind, ManagedDevice& destDevice, const std::vector<std::string>& jobIDs);
 
     // Finding jobs
     void _JobIndexingTask();

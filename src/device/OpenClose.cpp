@@ -66,9 +66,10 @@ void ManagedDevice::_FindAndCloseNonCurrentJob() {
     std::shared_ptr<Job> chosen;
     {
         const std::lock_guard lock(_jobListMutex);
-        const auto found = std::ranges::find_if(
-            _jobList, [this](const auto& job) { return job->IsOpen() && !IsCurrentJob(job->Id()); });
-        if (found == _jobList.end())
+        const std::vector<JobList::Entry>& jobs = _jobList.Entries();
+        const auto found =
+            std::ranges::find_if(jobs, [this](const auto& job) { return job->IsOpen() && !IsCurrentJob(job->Id()); });
+        if (found == jobs.end())
             return;
         chosen = *found;
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 namespace JobsManagerD {
 
@@ -9,11 +10,14 @@ class FileDescriptor {
 public:
     explicit FileDescriptor(int descriptor = -1) : _descriptor(descriptor) {}
     FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor(FileDescriptor&& other) noexcept : _descriptor(other.Release()) {}
     FileDescriptor& operator=(const FileDescriptor&) = delete;
     ~FileDescriptor() { Close(); }
 
     explicit operator bool() const { return _descriptor >= 0; }
     int Get() const { return _descriptor; }
+    /// Gives the ownership away.
+    int Release() { return std::exchange(_descriptor, -1); }
 
     /// False when the kernel reports an error; the descriptor is gone in either case.
     bool Close();

@@ -290,12 +290,12 @@ TEST_F(InterfaceTest, AnUnknownDeviceComesBeforeAMissingJob) {
         }
     for (const std::string& method : jobMethods)
         EXPECT_EQ(CodeOf(method, Blanks(methods.at(method).in, "")), JOBS_RTN_NO_CURRENT_JOB) << method;
+    EXPECT_TRUE(WriteActive().empty()) << "nothing was worked on";
     for (const std::string& method : deviceMethods) {
         const Reply reply =
             service.Client().CallOn(managerPath, managerInterface, method, Blanks(methods.at(method).in, ""));
         EXPECT_NE(reply.Arguments().values.flatten().front(), JOBS_RTN_DEVICE_NOT_FOUND) << method;
     }
-    EXPECT_TRUE(WriteActive().empty()) << "nothing was worked on";
 }
 
 TEST_F(InterfaceTest, TransfersNeedBothDevicesByName) {

@@ -100,20 +100,43 @@ TEST_F(ManagedDeviceTest, NoJobIsCurrentOnAFreshDevice) {
     EXPECT_FALSE(service.Device("back")->HasCurrentJob());
 }
 
-TEST(JobList, TheEarlierOfTwoEqualIdsWins) {
+TEST(JobList, KeepsItsOrderWhileJobsComeAndGo) {
     JobList list;
-    const auto add = [&list](const std::string& path, const std::string& id) {
-        auto job = std::make_shared<Job>(path);
-        job->ChangeSummary([&id](JobSummary& summary) { summary.id = id; });
-        list.Append(job);
+    const auto job = [](const std::string& id, const std::string& path = "") {
+        auto made = std::make_shared<Job>(path);
+        made->ChangeSummary([&id](JobSummary& summary) { summary.id = id; });
+        return made;
     };
-    add("/a", "1");
-    add("/b", "2");
-    add("/c", "1");
-    EXPECT_EQ(list.Size(), 3u);
-    EXPECT_EQ(list.Find("1")->JobFilePath(), "/a");
-    EXPECT_EQ(list.Find("2")->JobFilePath(), "/b");
-    EXPECT_EQ(list.Find(""), nullptr);
+    const auto order = [&list] {
+        std::string ids;
+        for (const JobList::Entry& entry : list.Entries())
+            ids += entry->Id();
+        return ids;
+    };
+    for (const char* id : {"a", "b", "c", "d", "e", "f"})
+        list.Append(job(id, "first"));
+    list.Append(job("b", "second"));
+    EXPECT_EQ(list.Size(), 6u) << "the earlier of two equal IDs stays";
+    EXPECT_EQ(list.Find("b")->JobFilePath(), "first");
+
+    EXPECT_TRUE(list.Remove("a"));
+    EXPECT_TRUE(list.Remove("d"));
+    EXPECT_FALSE(list.Remove("d"));
+    EXPECT_EQ(list.Find("d"), nullptr);
+    list.Replace(list.Find("e"), job("e", "new"));
+    list.Append(job("d"));
+    EXPECT_EQ(list.Size(), 5u);
+    EXPECT_EQ(order(), "bcefd");
+    EXPECT_EQ(list.Find("e")->JobFilePath(), "new");
+    list.Replace(list.Find("f"), job("f", "newer"));
+    EXPECT_EQ(list.Entries()[3]->JobFilePath(), "newer") << "numbers fit after the holes have been closed";
+
+    // Nobody reads the list meanwhile.
+    for (int i = 0; i < 1000; ++i) {
+        list.Append(job("x"));
+        EXPECT_TRUE(list.Remove("x"));
+    }
+    EXPECT_EQ(order(), "bcefd");
 }
 
 TEST(Uuid, IsOfItsFormAndNeverTheSame) {

@@ -1,0 +1,142 @@
+#include "fsutil/CopyFolder.h"
+
+#include "fsutil/FileDescriptor.h"
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
+#include <string_view>
+#include <sys/sendfile.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace JobsManagerD {
+namespace {
+
+constexpr size_t mostAtOnce = size_t{1} << 30;
+
+/// A name inside an open folder.
+struct Place {
+    int folder;
+    const char* name;
+};
+
+std::error_code LastError() { return {errno, std::generic_category()}; }
+
+using MoveBytes = ssize_t (*)(int from, int to);
+
+ssize_t MoveInsideKernel(int from, int to) { return copy_file_range(from, nullptr, to, nullptr, mostAtOnce, 0); }
+
+ssize_t MoveThroughPipe(int from, int to) { return sendfile(to, from, nullptr, mostAtOnce); }
+
+bool IsUnsupported(int error) { return error == EXDEV || error == EINVAL || error == ENOSYS || error == EOPNOTSUPP; }
+
+/// The first way of copying works within one kind of filesystem, the second between any two.
+std::error_code CopyBytes(int from, int to) {
+    MoveBytes move = MoveInsideKernel;
+    for (;;) {
+        const ssize_t moved = move(from, to);
+        if (moved == 0)
+            return {};
+        if (moved > 0 || errno == EINTR)
+            continue;
+        if (move == MoveThroughPipe || !IsUnsupported(errno))
+            return LastError();
+        move = MoveThroughPipe;
+    }
+}
+
+std::error_code CopyFile(Place from, Place to) {
+    const FileDescriptor source(openat(from.folder, from.name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    struct stat64 status {};
+    if (!source || fstat64(source.Get(), &status) != 0)
+        return LastError();
+    FileDescriptor target(
+        openat(to.folder, to.name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, status.st_mode & 0777));
+    if (!target)
+        return LastError();
+    if (const std::error_code failure = CopyBytes(source.Get(), target.Get()))
+        return failure;
+    // A medium that cannot keep the time still keeps the file.
+    const timespec times[] = {{0, UTIME_OMIT}, status.st_mtim};
+    futimens(target.Get(), times);
+    return target.Close() ? std::error_code() : LastError();
+}
+
+std::error_code CopyLink(Place from, Place to) {
+    std::array<char, PATH_MAX> path{};
+    const ssize_t length = readlinkat(from.folder, from.name, path.data(), path.size() - 1);
+    return length < 0 || symlinkat(path.data(), to.folder, to.name) != 0 ? LastError() : std::error_code();
+}
+
+std::error_code CopyContents(FileDescriptor from, int to);
+
+std::error_code CopyFolder(Place from, Place to, mode_t mode) {
+    // Its owner has to fill it.
+    if (mkdirat(to.folder, to.name, (mode & 0777) | S_IRWXU) != 0)
+        return LastError();
+    constexpr int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+    FileDescriptor source(openat(from.folder, from.name, flags));
+    const FileDescriptor target(openat(to.folder, to.name, flags));
+    if (!source || !target)
+        return LastError();
+    return CopyContents(std::move(source), target.Get());
+}
+
+std::error_code CopyItem(Place from, Place to, unsigned char listedType) {
+    if (listedType == DT_REG)
+        return CopyFile(from, to);
+    struct stat64 status {};
+    if (fstatat64(from.folder, from.name, &status, AT_SYMLINK_NOFOLLOW) != 0)
+        return LastError();
+    switch (status.st_mode & S_IFMT) {
+    case S_IFREG:
+        return CopyFile(from, to);
+    case S_IFDIR:
+        return CopyFolder(from, to, status.st_mode);
+    case S_IFLNK:
+        return CopyLink(from, to);
+    default:
+        return std::make_error_code(std::errc::not_supported);
+    }
+}
+
+std::error_code CopyContents(FileDescriptor from, int to) {
+    const int folder = from.Get();
+    const std::unique_ptr<DIR, int (*)(DIR*)> listing(fdopendir(folder), closedir);
+    if (!listing)
+        return LastError();
+    from.Release();
+    for (;;) {
+        errno = 0;
+        const dirent64* const entry = readdir64(listing.get());
+        if (!entry)
+            return errno == 0 ? std::error_code() : LastError();
+        const std::string_view name = entry->d_name;
+        if (name == "." || name == "..")
+            continue;
+        if (const std::error_code failure = CopyItem({folder, entry->d_name}, {to, entry->d_name}, entry->d_type))
+            return failure;
+    }
+}
+
+} // namespace
+
+std::error_code CopyFolderContents(const std::string& from, const std::string& to) {
+    constexpr int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+    FileDescriptor source(open(from.c_str(), flags));
+    const FileDescriptor target(open(to.c_str(), flags));
+    if (!source || !target)
+        return LastError();
+    return CopyContents(std::move(source), target.Get());
+}
+
+std::error_code SyncFilesystem(const std::string& path) {
+    const FileDescriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return folder && syncfs(folder.Get()) == 0 ? std::error_code() : LastError();
+}
+
+} // namespace JobsManagerD
