@@ -114,7 +114,7 @@ private:
         const std::string id = Id();
         json job{{"id", id},
                  {"version", "2.0"},
-                 {"locked", _random() % 16 == 0},
+                 {"locked", _random() % 16 == 0 && _plan.withLockedJobs},
                  {"type", "videoInspection"},
                  {"name", Any(streets) + " " + std::to_string(_random() % 200)},
                  {"notes", Any(findings)},

@@ -15,6 +15,8 @@ struct CardPlan {
     size_t mediaFileBytes = 0;
     /// A backup beside each job file.
     bool withBackups = true;
+    /// One in 16, which cannot be deleted or moved.
+    bool withLockedJobs = true;
     uint32_t seed = 1;
 };
 

@@ -24,9 +24,10 @@ constexpr const char* transferName = "ManagedDevice::MoveCopyInternal";
 
 /// True for a link that leads nowhere, too: it stands in the way like anything else of that name.
 bool IsThere(const std::string& path) {
+    std::error_code code;
+    const fs::file_status status = fs::symlink_status(path, code);
     bool error = false;
-    std::error_code ignored;
-    return TryFsExists(path, error) || fs::is_symlink(fs::symlink_status(path, ignored));
+    return fs::status_known(status) ? fs::exists(status) : TryFsExists(path, error);
 }
 
 bool IsFolder(const std::string& path) {
@@ -39,12 +40,6 @@ std::string Below(const std::string& folder, const std::string& name) { return f
 bool TryRemoveAll(const std::string& path) {
     bool error = false;
     return TryFsRemoveAll(path, error) && !error;
-}
-
-/// Makes the folder with its parents. Whether that went well shows in what is there afterwards.
-void MakeFolders(const std::string& path) {
-    std::error_code ignored;
-    fs::create_directories(path, ignored);
 }
 
 /// Removes a trash folder of a delete, by the plain system calls when nothing else helps. `warning` takes the method
@@ -127,14 +122,24 @@ jobsDaemonRtn_e ManagedDevice::DeleteJobInternal(const std::shared_ptr<Job>& job
     return JOBS_RTN_SUCCEEDED;
 }
 
+/// Makes both folders. Whether that went well shows in the trash being there. What is above it is never made: a card
+/// that has been pulled must not come back as a folder of the unit, into which jobs then vanish.
+bool ManagedDevice::_MakeTrash(const std::string& trash, const std::string& jobInTrash) const {
+    if (_isMountPoint && !IsMountPoint(_mountPoint))
+        return false;
+    std::error_code ignored;
+    fs::create_directory(trash, ignored);
+    fs::create_directory(jobInTrash, ignored);
+    return IsFolder(trash);
+}
+
 jobsDaemonRtn_e ManagedDevice::_MoveToTrash(const std::string& folder) const {
     const std::string trash = GetTrashPath();
     if (IsThere(trash) && !RemoveTrash(trash, "%s - Could not delete previous Trash folder: %s", trash))
         return JOBS_RTN_FS_ERROR;
     // The empty folder of the job's name is what the rename replaces.
     const std::string target = Below(trash, FileName(folder));
-    MakeFolders(target);
-    if (!IsFolder(trash)) {
+    if (!_MakeTrash(trash, target)) {
         syslog(LOG_ERR, "rename() - can't create folder %s failed", trash.c_str());
         return JOBS_RTN_FS_ERROR;
     }
@@ -279,8 +284,7 @@ jobsDaemonRtn_e ManagedDevice::_Stage(const Transfer& transfer) const {
         syslog(LOG_ERR, "%s - Could not delete previous destination Trash folder: %s", transferName, trash.c_str());
         return JOBS_RTN_FS_ERROR;
     }
-    MakeFolders(transfer.staging);
-    if (!IsFolder(trash)) {
+    if (!transfer.destination._MakeTrash(trash, transfer.staging)) {
         syslog(LOG_ERR, "Failed to create destination (trash) directory %s", trash.c_str());
         return JOBS_RTN_FS_ERROR;
     }

@@ -2,6 +2,7 @@
 
 #include "device/RunningTask.h"
 #include "device/SearchRecord.h"
+#include "fsutil/GuardedFs.h"
 #include "jobfiles/JobFileHandlerJSON.h"
 #include "peers/StorageDaemon.h"
 
@@ -41,6 +42,11 @@ ManagedDevice::~ManagedDevice() {
     for (std::thread* thread : {&_workerThread, &_searchThread})
         if (thread->joinable())
             thread->detach();
+}
+
+void ManagedDevice::SetMountPoint(const std::string& path) {
+    _mountPoint = path;
+    _isMountPoint = IsMountPoint(path);
 }
 
 void ManagedDevice::RegisterFileHandlers() { _fileHandlers.push_back(std::make_shared<JobFileHandlerJSON>()); }

@@ -44,7 +44,7 @@ public:
     // Identity, set once before the device is shared. --------------------------------------------------------------
 
     void SetStoragePath(const std::string& path) { _storagePath = path; }
-    void SetMountPoint(const std::string& path) { _mountPoint = path; }
+    void SetMountPoint(const std::string& path);
     void SetDbusPath(const std::string& path) { _dbusPath = path; }
     void SetDeviceId(const std::string& id) { _deviceId = id; }
     void RegisterFileHandlers();
@@ -282,6 +282,7 @@ private:
     // Deleting, moving and copying one job
     jobsDaemonRtn_e _CheckNoPlaybackWithin(const std::string& folder, const char* method) const;
     jobsDaemonRtn_e DeleteJobInternal(const std::shared_ptr<Job>& job, const std::string& jobID, bool emitStats);
+    bool _MakeTrash(const std::string& trash, const std::string& jobInTrash) const;
     jobsDaemonRtn_e _MoveToTrash(const std::string& folder) const;
     void _ForgetJob(const Job& job, const std::string& jobID);
     jobsDaemonRtn_e MoveCopyInternal(ManagedDevice& destDevice, const std::string& jobID, bool isMove, bool emitStats);
@@ -350,6 +351,8 @@ private:
 
     std::string _storagePath;
     std::string _mountPoint;
+    /// A filesystem of its own was mounted there when the device came, as it is but for a unit that is simulated.
+    bool _isMountPoint = false;
     std::string _dbusPath;
     std::string _deviceId;
     std::vector<sd_bus_vtable> _dbusVtable;

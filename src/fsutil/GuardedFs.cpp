@@ -112,6 +112,13 @@ uint64_t GetFileSizeBytes(const std::string& path, bool& error, bool quiet) {
     return static_cast<uint64_t>(status.st_size);
 }
 
+bool IsMountPoint(const std::string& path) {
+    struct stat64 there {};
+    struct stat64 above {};
+    return stat64(path.c_str(), &there) == 0 && stat64((path + "/..").c_str(), &above) == 0 &&
+           there.st_dev != above.st_dev;
+}
+
 bool DeleteDir(const std::string& path) {
     if (!RemoveEntries(path))
         return false;

@@ -24,6 +24,9 @@ bool TryFsCopyFile(const std::string& from, const std::string& to, bool& error,
 /// Size of a file in bytes. A missing file has size 0 and is no error; unless `quiet`, it is logged.
 uint64_t GetFileSizeBytes(const std::string& path, bool& error, bool quiet);
 
+/// True when another filesystem is mounted there than the one that holds its parent folder. Logs nothing.
+bool IsMountPoint(const std::string& path);
+
 /// Removes a folder with all it holds by the plain system calls, for when `TryFsRemoveAll` has failed. Symbolic links
 /// are removed, not followed. Stops at the first failure, which it logs.
 bool DeleteDir(const std::string& path);

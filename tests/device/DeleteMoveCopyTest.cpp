@@ -226,14 +226,49 @@ TEST_F(DeleteMoveCopyTest, WhatStandsInThePlaceOfTheTrashIsRemoved) {
     EXPECT_EQ(Card("back").List(), Texts{"C"});
 }
 
+/// A filesystem of one megabyte over a folder.
+class SmallFilesystem {
+public:
+    explicit SmallFilesystem(const std::string& path)
+        : _path(path), _isMounted(mount("tmpfs", path.c_str(), "tmpfs", 0, "size=1m") == 0) {}
+    SmallFilesystem(const SmallFilesystem&) = delete;
+    SmallFilesystem& operator=(const SmallFilesystem&) = delete;
+    ~SmallFilesystem() { Unmount(); }
+    bool IsMounted() const { return _isMounted; }
+    void Unmount() {
+        if (std::exchange(_isMounted, false))
+            umount2(_path.c_str(), MNT_DETACH);
+    }
+
+private:
+    const std::string _path;
+    bool _isMounted;
+};
+
+TEST_F(DeleteMoveCopyTest, WhatIsPulledIsNotTakenForAFolder) {
+    PutWholeJob("A", JobDocument("A"));
+    PutWholeJob("B", JobDocument("B"));
+    FindJobs();
+    const std::string folder = service.MakeCard("real").Path();
+    SmallFilesystem card(folder);
+    if (!card.IsMounted())
+        GTEST_SKIP() << "only root can mount a card of its own";
+    service.InsertCard("real");
+    ASSERT_TRUE(service.WaitForDeviceProperty("real", "DeviceState", "Idle"));
+    EXPECT_EQ(Code("MoveJob", "front", "real", "A"), 0);
+    card.Unmount();
+    EXPECT_EQ(Code("MoveJob", "front", "real", "B"), JOBS_RTN_FS_ERROR);
+    EXPECT_TRUE(Logged(LOG_ERR, "Failed to create destination (trash) directory " + folder + "/.DeletedJobs"));
+    EXPECT_EQ(Code("DeleteJob", "real", "A"), JOBS_RTN_FS_ERROR);
+    EXPECT_TRUE(fs::is_empty(folder));
+    EXPECT_EQ(Card("front").List(), Texts{"B"});
+}
+
 TEST_F(DeleteMoveCopyTest, MoreThanTheJobNeedsHasToBeFree) {
     const std::string back = Card("back").Path();
-    if (mount("tmpfs", back.c_str(), "tmpfs", 0, "size=1m") != 0)
+    const SmallFilesystem card(back);
+    if (!card.IsMounted())
         GTEST_SKIP() << "only root can mount a card of its own";
-    struct Unmount {
-        ~Unmount() { umount2(path.c_str(), MNT_DETACH); }
-        const std::string& path;
-    } const unmount{back};
     struct statvfs status {};
     ASSERT_EQ(statvfs(back.c_str(), &status), 0);
     const uint64_t free = status.f_bavail * status.f_bsize;
