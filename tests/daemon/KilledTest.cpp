@@ -71,6 +71,7 @@ TEST_P(KilledTest, EveryJobIsWholeAtOnePlaceOrTheOther) {
     for (int round = 0; round < 12 && !front.List().empty(); ++round) {
         std::optional<Program> program(std::in_place);
         ASSERT_EQ(program->WaitForNotification(), "READY=1");
+        Listed("back");
         const size_t before = Listed("front");
         ASSERT_GE(before, 1u);
         client.TakeSignals();
