@@ -68,6 +68,7 @@ TEST_F(JobListTasksTest, DeletesAListAndTellsWhatItCouldNot) {
               (Texts{"front Deleting", "front JobListDeleteProgress 0 0 4", "front JobListDeleteError none 9",
                      "front JobListDeleteError C 17", "front JobListDeleteProgress 100 2 4",
                      "front JobListDeleteFinish false 2 4", "front Idle"}));
+    EXPECT_TRUE(LogCapture::WaitFor("Deleting 2 jobs took ")) << "the last that the task does";
     EXPECT_EQ(WriteActive(), (Texts{"front on", "front off"}));
     EXPECT_EQ(IdsInListOrder(), (Texts{"D", "C", "B"}));
     EXPECT_EQ(service.Card("front").List(), (Texts{"B", "C", "D"}));
@@ -75,7 +76,6 @@ TEST_F(JobListTasksTest, DeletesAListAndTellsWhatItCouldNot) {
                              "_DeleteJobListTask - Start", "_DeleteJobListTask -- JobID to delete: none",
                              "DeleteJobList - rtn = 0", "---------------------------------"})
         EXPECT_TRUE(Logged(LOG_INFO, line));
-    EXPECT_TRUE(LogCapture::WaitFor("Deleting 2 jobs took "));
 }
 
 TEST_F(JobListTasksTest, EmptyListsComeToTheirEnd) {
@@ -114,6 +114,7 @@ TEST_F(JobListTasksTest, MovesAndCopiesAllJobs) {
                      "front JobListCopyProgress back 60 3 5", "front JobListCopyProgress back 80 4 5",
                      "front JobListCopyProgress back 100 5 5", "front JobListCopyFinish back false 5 5", "front Idle",
                      "back Idle"}));
+    EXPECT_TRUE(LogCapture::WaitFor("Copying 5 jobs took "));
     EXPECT_EQ(WriteActive(), (Texts{"back on", "back off"})) << "copying does not write to the source";
     EXPECT_EQ(service.Card("back").List(), (Texts{"A", "B", "C", "D", "E"}));
 
@@ -126,10 +127,10 @@ TEST_F(JobListTasksTest, MovesAndCopiesAllJobs) {
                                           "front JobListMoveProgress back 100 3 5",
                                           "front JobListMoveFinish back false 3 5", "front Idle", "back Idle"}))
         << "a move reports every second";
+    EXPECT_TRUE(LogCapture::WaitFor("Moving 3 jobs took "));
     EXPECT_EQ(WriteActive(), (Texts{"front on", "back on", "front off", "back off"}));
     EXPECT_EQ(service.Card("front").List(), (Texts{"D", "E"}));
     EXPECT_EQ(service.Card("back").List(), (Texts{"A", "B", "C", "D", "E"})) << "a copy of a locked job is locked";
-    EXPECT_TRUE(LogCapture::WaitFor("Moving 3 jobs took "));
 }
 
 TEST_F(JobListTasksTest, CancelAnswersAfterTheLastSignal) {
