@@ -1,6 +1,7 @@
 #include "device/JobSettings.h"
 #include "device/ManagedDevice.h"
 #include "device/ReadAhead.h"
+#include "fsutil/FolderReader.h"
 #include "fsutil/GuardedFs.h"
 #include "fsutil/HiddenFiles.h"
 #include "fsutil/Paths.h"
@@ -20,38 +21,29 @@ namespace {
 constexpr const char* taskName = "_JobIndexingTask";
 constexpr const char* dashes = "----------------------------------------------- ";
 
-/// An item of a folder, with what the listing told of its kind, which saves a system call per item.
-struct Item {
-    std::string path;
-    fs::file_type type;
-};
-
-/// `none` for what is neither a file nor a folder as far as the listing can tell.
-fs::file_type ListedType(const fs::directory_entry& entry) {
-    std::error_code ignored;
-    if (entry.is_regular_file(ignored))
-        return fs::file_type::regular;
-    return entry.is_directory(ignored) ? fs::file_type::directory : fs::file_type::none;
-}
-
 using IsOfType = bool (*)(const std::string& path, bool& error);
 
-bool Is(const Item& item, fs::file_type type, IsOfType ask) {
-    if (item.type != fs::file_type::none)
-        return item.type == type;
+/// Asks the file system only where the listing could not tell.
+bool Is(fs::file_type type, const std::string& path, fs::file_type listed, IsOfType ask) {
+    if (listed != fs::file_type::none)
+        return listed == type;
     bool error = false;
-    return ask(item.path, error) && !error;
+    return ask(path, error) && !error;
 }
+
+/// By its name alone: whether it is one shows when it is read.
+bool IsNamedAsJobFile(const std::string& path) { return GetPathExtension(path) == "json"; }
 
 void LogUnlistable(const char* method, const std::string& path, const std::exception& exception) {
     syslog(LOG_INFO, "%s - directory_iterator threw an exception in %s: %s", method, path.c_str(), exception.what());
 }
 
-std::vector<Item> ListTopLevel(const std::string& mountPoint) {
-    std::vector<Item> items;
+std::vector<FolderEntry> ListTopLevel(const std::string& mountPoint) {
+    std::vector<FolderEntry> items;
     try {
-        for (const fs::directory_entry& entry : fs::directory_iterator(mountPoint))
-            items.push_back({entry.path().string(), ListedType(entry)});
+        FolderReader reader(mountPoint);
+        while (const FolderEntry* const entry = reader.Next())
+            items.push_back(*entry);
     } catch (const std::exception& exception) {
         LogUnlistable(taskName, mountPoint, exception);
     }
@@ -101,11 +93,12 @@ void ManagedDevice::_JobIndexingTask() {
     IndexTimes times;
     _jobListStatsChanged.Raise(*this, false);
     _EmptyTrash();
-    std::vector<Item> items = ListTopLevel(_mountPoint);
+    std::vector<FolderEntry> items = ListTopLevel(_mountPoint);
     times.listing = GetElapsedTime(timer, true);
     try {
         syslog(LOG_INFO, "%s %d top-level item list built.  Sorting it...", taskName, static_cast<int>(items.size()));
-        std::ranges::sort(items, std::greater(), &Item::path);
+        // All lie in the same folder, so that their names are in the order of their paths.
+        std::ranges::sort(items, std::greater(), &FolderEntry::name);
         times.sorting = GetElapsedTime(timer, true);
         syslog(LOG_INFO, "%s %d top-level items sorted.  Searching for job files in non-hidden folders...", taskName,
                static_cast<int>(items.size()));
@@ -131,12 +124,12 @@ void ManagedDevice::_EmptyTrash() {
         syslog(LOG_ERR, "ManagedDevice::_JobIndexingTask - Could not delete trash path: %s", trash.c_str());
 }
 
-template <typename Items>
-void ManagedDevice::_IndexItems(const Items& items) {
+void ManagedDevice::_IndexItems(const std::vector<FolderEntry>& items) {
     ReadAhead<std::shared_ptr<Job>> jobs(items.size(), [this, &items](size_t number) {
-        const Item& item = items[number];
-        const bool isVisible = Is(item, fs::file_type::directory, TryFsIsDirectory) && CheckHidden(item.path) == 0;
-        return isVisible ? _LoadJobIn(item.path) : nullptr;
+        const std::string path = PathIn(_mountPoint, items[number].name);
+        const bool isVisible =
+            Is(fs::file_type::directory, path, items[number].type, TryFsIsDirectory) && CheckHidden(path) == 0;
+        return isVisible ? _LoadJobIn(path) : nullptr;
     });
     // Finer than the microseconds of the stages: with a period of 0 each job is reported.
     using Clock = std::chrono::steady_clock;
@@ -180,21 +173,27 @@ void ManagedDevice::_LogIndexTimes(const IndexTimes& times) const {
 /// The summary of the first file in a folder that yields one, or null. On any thread.
 std::shared_ptr<Job> ManagedDevice::_LoadJobIn(const std::string& folder) {
     try {
-        for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-            const Item item{entry.path().string(), ListedType(entry)};
-            if (!Is(item, fs::file_type::regular, TryFsIsRegularFile) || GetPathExtension(item.path) != "json")
-                continue;
-            auto job = std::make_shared<Job>(item.path);
-            if (_LoadJobSummary(*job) != JOBS_RTN_SUCCEEDED)
-                continue;
-            bool error = false;
-            job->SetSyncStatus(TryFsExists(folder + "/syncStat", error));
-            return job;
-        }
+        FolderReader reader(folder);
+        while (const FolderEntry* const entry = reader.Next())
+            if (std::shared_ptr<Job> job = _LoadJobFrom(folder, *entry))
+                return job;
     } catch (const std::exception& exception) {
         LogUnlistable("IndexDirectory", folder, exception);
     }
     return nullptr;
+}
+
+/// The summary of one file of a folder, or null.
+std::shared_ptr<Job> ManagedDevice::_LoadJobFrom(const std::string& folder, const FolderEntry& entry) {
+    const std::string path = PathIn(folder, entry.name);
+    if (!Is(fs::file_type::regular, path, entry.type, TryFsIsRegularFile) || !IsNamedAsJobFile(path))
+        return nullptr;
+    auto job = std::make_shared<Job>(path);
+    if (_LoadJobSummary(*job) != JOBS_RTN_SUCCEEDED)
+        return nullptr;
+    bool error = false;
+    job->SetSyncStatus(TryFsExists(folder + "/syncStat", error));
+    return job;
 }
 
 jobsDaemonRtn_e ManagedDevice::IndexDirectory(const std::string& path, bool emitChanges) {

@@ -19,6 +19,8 @@
 
 namespace JobsManagerD {
 
+struct FolderEntry;
+
 /// What the camera told beside a media item.
 struct MediaReadings {
     /// Degrees.
@@ -308,10 +310,10 @@ private:
     // Finding jobs
     void _JobIndexingTask();
     void _EmptyTrash();
-    template <typename Items>
-    void _IndexItems(const Items& items);
+    void _IndexItems(const std::vector<FolderEntry>& items);
     void _LogIndexTimes(const IndexTimes& times) const;
     std::shared_ptr<Job> _LoadJobIn(const std::string& folder);
+    std::shared_ptr<Job> _LoadJobFrom(const std::string& folder, const FolderEntry& entry);
     void _ListFoundJob(const std::shared_ptr<Job>& job, bool emitChanges);
 
     // Searching

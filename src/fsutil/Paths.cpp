@@ -34,6 +34,10 @@ std::string GetPathExtension(const std::string& path) {
     return isWithoutExtension ? std::string() : path.substr(dot + 1);
 }
 
+std::string PathIn(const std::string& folder, const std::string& name) {
+    return folder.ends_with('/') ? folder + name : folder + "/" + name;
+}
+
 std::string FileName(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
 std::string DirectoryPart(const std::string& path) {

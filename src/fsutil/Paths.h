@@ -18,6 +18,9 @@ std::string BackupPath(const std::string& path);
 /// The last extension without its dot; empty for ".", ".." and names without one.
 std::string GetPathExtension(const std::string& path);
 
+/// What is called `name` in `folder`, which may end in a "/".
+std::string PathIn(const std::string& folder, const std::string& name);
+
 /// The last component.
 std::string FileName(const std::string& path);
 

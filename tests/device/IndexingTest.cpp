@@ -94,16 +94,31 @@ TEST_F(IndexingTest, ASyncedFolderIsIndexedAlone) {
     changed["name"] = "synced again";
     PutJob("B", changed);
     ForgetTraffic();
-    Unit().Sync().EmitJobFileSynced(folder);
+    Unit().Sync().EmitJobFileSynced(folder + "/");
     service.Client().WaitForSignal("JobChanged");
     EXPECT_EQ(Traffic(), (Texts{"front JobChanged"}));
     EXPECT_EQ(Stats()["nRuvoJobs"], 2);
+    EXPECT_EQ(std::get<1>(Text("GetJobFolderPath", "front", "b")), folder);
 
     Unit().Sync().EmitJobFileSynced("/nowhere/B");
     ASSERT_TRUE(LogCapture::WaitFor("JobFileSynced Storage device holding destination path /nowhere/B not found"));
     Unit().Sync().EmitDestinationSynced("/nowhere/B");
     ASSERT_TRUE(LogCapture::WaitFor(
         "SyncDestinationSynced Storage device holding synced destination path /nowhere/B not found"));
+}
+
+TEST_F(IndexingTest, LinksAreFollowed) {
+    TemporaryFolder elsewhere;
+    elsewhere.Write("folder/job.json", JobDocument("a").dump());
+    elsewhere.Write("file", JobDocument("b").dump());
+    const TemporaryFolder& card = service.Card("front");
+    std::filesystem::create_symlink(elsewhere / "folder", card / "A");
+    std::filesystem::create_symlink(elsewhere / "file", std::filesystem::path(card.MakeFolder("B")) / "job.json");
+    std::filesystem::create_symlink("job.json", std::filesystem::path(card.MakeFolder("C")) / "job.json");
+    std::filesystem::create_symlink(elsewhere / "file", card / "D");
+    FindJobs();
+    EXPECT_EQ(IdsInListOrder(), (Texts{"b", "a"}));
+    EXPECT_EQ(LogCapture::Count("TryFsIsRegularFile - error "), 1u) << "a link to itself";
 }
 
 TEST_F(IndexingTest, NothingThatAFileHoldsStallsTheOthers) {
