@@ -23,17 +23,19 @@ bool ReadRegularFile(const std::string& path, std::string& contents) {
     if (!file || fstat64(file.Get(), &status) != 0 || !S_ISREG(status.st_mode))
         return false;
 
-    // One byte more than the size, so that a file that did not grow meanwhile is read to its end in one go.
-    contents.resize(static_cast<size_t>(status.st_size) + 1);
+    // One byte more than the size: a file that did not grow meanwhile is read in one go, and its end shows in that.
+    const size_t size = static_cast<size_t>(status.st_size);
+    contents.resize(size + 1);
     size_t used = 0;
     while (true) {
-        const ssize_t got = read(file.Get(), contents.data() + used, contents.size() - used);
+        const size_t asked = contents.size() - used;
+        const ssize_t got = read(file.Get(), contents.data() + used, asked);
         if (got < 0 && errno == EINTR)
             continue;
         if (got < 0)
             return false;
         used += static_cast<size_t>(got);
-        if (got == 0)
+        if (got == 0 || (used >= size && static_cast<size_t>(got) < asked))
             break;
         if (used == contents.size())
             contents.resize(contents.size() * 2);

@@ -1,7 +1,7 @@
 #include "fsutil/FolderReader.h"
 
 #include <cerrno>
-#include <string_view>
+#include <fcntl.h>
 
 namespace fs = std::filesystem;
 
@@ -26,25 +26,30 @@ std::error_code LastError() { return {errno, std::generic_category()}; }
 
 } // namespace
 
-FolderReader::FolderReader(const std::string& path) : _folder(opendir(path.c_str())) {
+FolderReader::FolderReader(const std::string& path) : _folder(OpenWithoutWaiting(path, O_RDONLY | O_DIRECTORY)) {
     if (!_folder)
         throw fs::filesystem_error("directory iterator cannot open directory", path, LastError());
 }
 
 const FolderEntry* FolderReader::Next() {
-    using namespace std::string_view_literals;
-    // Only the error number tells a failure from the end.
-    errno = 0;
-    while (const dirent64* const entry = readdir64(_folder.get())) {
-        if (entry->d_name == "."sv || entry->d_name == ".."sv)
-            continue;
-        _entry.name = entry->d_name;
-        _entry.type = TypeOf(*entry);
-        return &_entry;
+    while (_next < _end || _List()) {
+        const auto* const listed = reinterpret_cast<const dirent64*>(_listed.data() + _next);
+        _next += listed->d_reclen;
+        _entry.name = listed->d_name;
+        _entry.type = TypeOf(*listed);
+        if (_entry.name != "." && _entry.name != "..")
+            return &_entry;
     }
-    if (errno != 0)
-        throw fs::filesystem_error("directory iterator cannot advance", LastError());
     return nullptr;
+}
+
+bool FolderReader::_List() {
+    const ssize_t length = getdents64(_folder.Get(), _listed.data(), _listed.size());
+    if (length < 0)
+        throw fs::filesystem_error("directory iterator cannot advance", LastError());
+    _next = 0;
+    _end = static_cast<size_t>(length);
+    return length > 0;
 }
 
 } // namespace JobsManagerD

@@ -1,6 +1,7 @@
 #include "jobfiles/JobFileHandlerJSON.h"
 
 #include "fsutil/SafeFileWrite.h"
+#include "jobfiles/FastSummary.h"
 #include "jobfiles/JobFileValidators.h"
 #include "jobfiles/SafeJobOpen.h"
 #include "jobs/Job.h"
@@ -157,14 +158,20 @@ void ReadMedia(const json& document, Job& job) {
 } // namespace
 
 jobFileOpRtn_e JobFileHandlerJSON::ParseJobFileSummary(Job& job) const try {
+    std::optional<JobSummary> summary;
     json document;
-    if (SafeJobOpen(job.JobFilePath(), document, JobFileParts::summary) != JOBFILE_OP_SUCCEEDED)
+    const auto parse = [&summary, &document](std::string& text) {
+        summary = ReadSummaryFast(text);
+        if (!summary)
+            document = ParseJson(text);
+    };
+    if (SafeJobOpen(job.JobFilePath(), parse) != JOBFILE_OP_SUCCEEDED)
         return JOBFILE_OP_FS_ERROR;
-    if (!HasValidSummaryFields(document)) {
+    if (!summary && !HasValidSummaryFields(document)) {
         syslog(LOG_ERR, "JobFileHandlerJSON::ParseJobFileSummary - Valid job summary fields check failed");
         return JOBFILE_OP_MISSING_FIELDS;
     }
-    job.SetSummary(ReadSummary(document));
+    job.SetSummary(summary ? std::move(*summary) : ReadSummary(document));
     return JOBFILE_OP_SUCCEEDED;
 } catch (const std::exception& exception) {
     syslog(LOG_ERR, "JobFileHandlerJSON::ParseJobFileSummary - %s", exception.what());

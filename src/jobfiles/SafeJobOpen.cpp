@@ -3,13 +3,10 @@
 #include "fsutil/FileDescriptor.h"
 #include "fsutil/GuardedFs.h"
 #include "fsutil/Paths.h"
-#include "jobs/FastJson.h"
 #include "jobs/Json.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
-#include <string_view>
 #include <syslog.h>
 
 using nlohmann::json;
@@ -19,38 +16,18 @@ namespace {
 
 enum class Reading { unopenable, unparsable, parsed };
 
-constexpr std::string_view summaryKeys[] = {"id",       "jobSize", "locked",    "mediaCounts", "name",
-                                            "position", "source",  "timestamp", "type",        "version"};
+/// Most job files fit, with the room behind them that parsing takes.
+constexpr size_t usualFileSize = 16 * 1024;
 
-/// The summary keys of a document that the fast parser accepts. False when it refuses, which decides nothing.
-bool ParseSummaryKeys(std::string& text, json& document) {
-    thread_local FastJsonParser parser;
-    simdjson::dom::object object;
-    if (parser.Parse(text).get_object().get(object) != simdjson::SUCCESS)
-        return false;
-    document = json::object();
-    // A walk, not a look-up: of a key that is given twice the later one counts.
-    for (const simdjson::dom::key_value_pair field : object)
-        if (std::ranges::find(summaryKeys, field.key) != std::end(summaryKeys))
-            document[std::string(field.key)] = ToJson(field.value);
-    return true;
-}
-
-json Parse(std::string& text, JobFileParts parts) {
-    json document;
-    if (parts == JobFileParts::summary && ParseSummaryKeys(text, document))
-        return document;
-    return ParseJson(text);
-}
-
-Reading ReadCandidate(const std::string& path, JobFileParts parts, json& document) {
+Reading ReadCandidate(const std::string& path, const ParseJobText& parse) {
     std::string text;
+    text.reserve(usualFileSize);
     if (!ReadRegularFile(path, text)) {
         syslog(LOG_ERR, "JobFileHandlerJSON::SafeJobOpen - Failed to open job file %s", path.c_str());
         return Reading::unopenable;
     }
     try {
-        document = Parse(text, parts);
+        parse(text);
         return Reading::parsed;
     } catch (const json::exception& exception) {
         syslog(LOG_ERR, "JobFileHandlerJSON::SafeJobOpen - Failed to parse job file %s: %s", path.c_str(),
@@ -79,7 +56,7 @@ std::mutex& JobFileLock(const std::string& path) {
     return locks[std::hash<std::string>()(path) % locks.size()];
 }
 
-jobFileOpRtn_e SafeJobOpen(const std::string& path, json& document, JobFileParts parts) {
+jobFileOpRtn_e SafeJobOpen(const std::string& path, const ParseJobText& parse) {
     const std::lock_guard lock(JobFileLock(path));
     const std::string backup = BackupPath(path);
     bool error = false;
@@ -89,17 +66,21 @@ jobFileOpRtn_e SafeJobOpen(const std::string& path, json& document, JobFileParts
         return JOBFILE_OP_FS_ERROR;
     }
 
-    Reading reading = ReadCandidate(path, parts, document);
+    Reading reading = ReadCandidate(path, parse);
     if (reading == Reading::parsed)
         return JOBFILE_OP_SUCCEEDED;
     if (reading == Reading::unparsable && hasBackup) {
-        reading = ReadCandidate(backup, parts, document);
+        reading = ReadCandidate(backup, parse);
         if (reading == Reading::parsed)
             return RestoreFromBackup(path, backup);
     }
     if (reading == Reading::unparsable)
         syslog(LOG_ERR, "JobFileHandlerJSON::SafeJobOpen - error in job file... could not be parsed");
     return JOBFILE_OP_FS_ERROR;
+}
+
+jobFileOpRtn_e SafeJobOpen(const std::string& path, json& document) {
+    return SafeJobOpen(path, [&document](const std::string& text) { document = ParseJson(text); });
 }
 
 } // namespace JobsManagerD

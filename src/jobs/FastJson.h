@@ -1,6 +1,5 @@
 #pragma once
 
-#include <nlohmann/json_fwd.hpp>
 #include <simdjson.h>
 #include <string>
 
@@ -17,8 +16,5 @@ public:
 private:
     simdjson::dom::parser _parser;
 };
-
-/// The same value as the general library holds it.
-nlohmann::json ToJson(const simdjson::dom::element& element);
 
 } // namespace JobsManagerD

@@ -2,6 +2,7 @@
 
 #include "fsutil/LogLines.h"
 #include "fsutil/SystemCalls.h"
+#include "jobfiles/FastSummary.h"
 #include "jobs/Json.h"
 #include "jobs/SampleJob.h"
 #include "support/TemporaryFolder.h"
@@ -394,6 +395,46 @@ TEST_F(JobFile, AWrongKindAtAnyPlaceIsAnAnswerAndNoException) {
             EXPECT_EQ(again->ToJson(JSON_MODE_CLIENT), before);
         }
     EXPECT_GT(accepted, places.size());
+}
+
+/// Code, summary and log of reading the summary twice: by the fast parser, and behind a byte order mark, which that one
+/// refuses, by the general one.
+TEST_F(JobFile, TheFastReaderOfSummariesAndTheGeneralOneAgree) {
+    const auto read = [this](const std::string& text) {
+        folder.Write("job.json", text);
+        Job job(path);
+        const jobFileOpRtn_e code = handler.ParseJobFileSummary(job);
+        return std::tuple(code, job.SummaryToJson(JSON_MODE_FILE), log.TakeErrors());
+    };
+    const auto expectAgreement = [&read](const std::string& text) {
+        EXPECT_EQ(read(text), read("\xEF\xBB\xBF" + text)) << text;
+    };
+    std::string text = sampleFile;
+    EXPECT_TRUE(ReadSummaryFast(text).has_value());
+    EXPECT_EQ(text, sampleFile);
+    expectAgreement(text);
+
+    json sample = json::parse(sampleFile);
+    for (const char* key : {"media", "contacts", "customer", "address", "userData", "privateNotes"})
+        sample.erase(key);
+    std::vector<json::json_pointer> places;
+    CollectPlaces(sample, json::json_pointer(), places);
+    for (const json::json_pointer& place : places)
+        for (const json& stranger : std::vector<json>{json(), "", "\n\u00e4\\", 5, 70000, -1, 1.5, 1e19, true,
+                                                      json::array(), json::object(), sample["source"]}) {
+            json document = sample;
+            document[place] = stranger;
+            expectAgreement(document.dump());
+            const json& outer = sample[place.parent_pointer()];
+            if (place.empty() || !outer.is_object())
+                continue;
+            // Given twice, in either order.
+            const std::string member = json(place.back()).dump() + ":" + stranger.dump();
+            const std::string whole = sample.dump();
+            const size_t start = whole.find(outer.dump()) + 1;
+            expectAgreement(std::string(whole).insert(start, member + ","));
+            expectAgreement(std::string(whole).insert(start + outer.dump().size() - 2, "," + member));
+        }
 }
 
 } // namespace
