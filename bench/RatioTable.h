@@ -11,12 +11,13 @@ namespace Bench {
 /// Durations of one piece of work, in microseconds.
 class Samples {
 public:
-    /// Runs the work and keeps what it took.
+    /// Runs the work and keeps what it took, or what each of its equal parts took.
     template <typename Work>
-    void Measure(Work work) {
+    void Measure(Work work, size_t parts = 1) {
         const auto start = std::chrono::steady_clock::now();
         work();
-        Add(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
+        const std::chrono::duration<double, std::micro> taken = std::chrono::steady_clock::now() - start;
+        Add(taken.count() / static_cast<double>(parts));
     }
     void Add(double duration) { _durations.push_back(duration); }
     double Last() const { return _durations.back(); }

@@ -1,0 +1,90 @@
+#include "bench/Card.h"
+#include "bench/LocalDevice.h"
+#include "bench/RatioTable.h"
+
+namespace Bench {
+namespace {
+
+constexpr int rounds = 9;
+
+size_t JobsOf(const benchmark::State& state) { return static_cast<size_t>(state.range(0)); }
+
+// Times are of one job: cards of different sizes compare.
+
+void MeasureIndex(const Card& card, Samples& measured) {
+    LocalDevice device(card.Folder());
+    measured.Measure([&] { device.Index(card.Jobs()); }, card.Jobs());
+}
+
+void Index(benchmark::State& state) {
+    const Card& card = Card::Of(JobsOf(state));
+    Samples index, floor;
+    for (auto _ : state) {
+        MeasureIndex(card, index);
+        floor.Measure([&] { ReadCard(card.Folder()); }, card.Jobs());
+    }
+    Figure{index, floor, 3.5}.Tell(state);
+}
+BENCHMARK(Index)->Name("Index of 1,000 jobs, per job")->Arg(1'000)->Iterations(20)->Repetitions(rounds);
+BENCHMARK(Index)->Name("Index of 10,000 jobs, per job")->Arg(10'000)->Iterations(3)->Repetitions(rounds);
+BENCHMARK(Index)->Name("Index of 65,535 jobs, per job")->Arg(65'535)->Iterations(1)->Repetitions(rounds);
+
+void IndexGrowth(benchmark::State& state) {
+    const Card& full = Card::Of(65'535);
+    const Card& part = Card::Of(10'000);
+    Samples whole, floor;
+    for (auto _ : state) {
+        MeasureIndex(full, whole);
+        MeasureIndex(part, floor);
+    }
+    Figure{whole, floor, 1.1}.Tell(state);
+}
+BENCHMARK(IndexGrowth)->Name("Index of 65,535 jobs, per job, against 10,000 jobs")->Iterations(1)->Repetitions(rounds);
+
+void ColdIndex(benchmark::State& state) {
+    const Card& card = Card::Of(10'000);
+    Samples index, floor;
+    for (auto _ : state) {
+        if (!DropCaches())
+            return state.SkipWithError("only root may drop the kernel's caches");
+        MeasureIndex(card, index);
+        DropCaches();
+        floor.Measure([&] { ReadCard(card.Folder()); }, card.Jobs());
+    }
+    Figure{index, floor, 0.5}.Tell(state);
+}
+BENCHMARK(ColdIndex)->Name("Cold index of 10,000 jobs, per job")->Iterations(1)->Repetitions(rounds);
+
+void Search(benchmark::State& state) {
+    const Card& card = Card::Of(10'000);
+    LocalDevice device(card.Folder());
+    device.Index(card.Jobs());
+    Samples search, floor;
+    for (auto _ : state) {
+        search.Measure([&] { device.SearchInVain(); }, card.Jobs());
+        floor.Measure([&] { ReadFiles(card.JobFiles()); }, card.Jobs());
+    }
+    Figure{search, floor, 3}.Tell(state);
+}
+BENCHMARK(Search)->Name("Search in vain of 10,000 jobs, per job")->Iterations(3)->Repetitions(rounds);
+
+void FirstPage(benchmark::State& state) {
+    const Card& card = Card::Of(JobsOf(state));
+    LocalDevice device(card.Folder());
+    device.Index(card.Jobs());
+    const auto jobs = device.JobsOfFirstPage();
+    Samples page, floor;
+    for (auto _ : state) {
+        page.Measure([&] { benchmark::DoNotOptimize(device.FirstPage()); });
+        floor.Measure([&] {
+            for (const auto& job : jobs)
+                benchmark::DoNotOptimize(job->SummaryJSONstring());
+        });
+    }
+    Figure{page, floor, card.Jobs() == 1'000 ? 1.5 : 5}.Tell(state);
+}
+BENCHMARK(FirstPage)->Name("First page of 50 among 1,000 jobs")->Arg(1'000)->Iterations(300)->Repetitions(rounds);
+BENCHMARK(FirstPage)->Name("First page of 50 among 65,535 jobs")->Arg(65'535)->Iterations(300)->Repetitions(rounds);
+
+} // namespace
+} // namespace Bench

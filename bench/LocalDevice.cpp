@@ -1,0 +1,56 @@
+#include "bench/LocalDevice.h"
+
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+using namespace JobsManagerD;
+using nlohmann::json;
+
+namespace Bench {
+namespace {
+
+void Require(bool isSo, const char* message) {
+    if (!isSo)
+        throw std::runtime_error(message);
+}
+
+} // namespace
+
+LocalDevice::LocalDevice(const std::string& cardFolder) {
+    _device->SetDeviceId("card");
+    _device->SetMountPoint(cardFolder);
+    _device->RegisterFileHandlers();
+    _device->_deviceStateUpdate.Connect([this](ManagedDevice& device) {
+        if (device.GetState() == DEVICE_STATE_IDLE)
+            _isDone.release();
+    });
+    _device->_jobSearchComplete.Connect([this](ManagedDevice&) { _isDone.release(); });
+}
+
+void LocalDevice::Index(size_t jobs) {
+    Require(_device->FindDeviceJobs() == JOBS_RTN_SUCCEEDED, "the device is busy");
+    _isDone.acquire();
+    Require(json::parse(_device->GetJobListStatsJSONstring())["nRuvoJobs"] == jobs, "not all jobs were found");
+}
+
+void LocalDevice::SearchInVain() {
+    Require(_device->SearchJobs(R"("zebra crossing")", {}, 0) == JOBS_RTN_SUCCEEDED, "the search is refused");
+    _isDone.acquire();
+    Require(json::parse(_device->GetSearchStatsJSONstring())["nMatches"] == 0, "a hit");
+}
+
+std::string LocalDevice::FirstPage() const {
+    std::string text;
+    uint16_t limit = 50;
+    Require(_device->GetJobListSummariesJSONstring(0, 0, 0, limit, text) == JOBS_RTN_SUCCEEDED, "no page");
+    return text;
+}
+
+std::vector<std::shared_ptr<Job>> LocalDevice::JobsOfFirstPage() const {
+    std::vector<std::shared_ptr<Job>> jobs;
+    for (const json& summary : json::parse(FirstPage()))
+        jobs.push_back(_device->FindJob(summary["id"]));
+    return jobs;
+}
+
+} // namespace Bench

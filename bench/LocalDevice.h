@@ -1,0 +1,31 @@
+#pragma once
+
+#include "device/ManagedDevice.h"
+
+#include <semaphore>
+
+namespace Bench {
+
+/// A device of the service's library in this process, without a bus.
+class LocalDevice {
+public:
+    explicit LocalDevice(const std::string& cardFolder);
+    LocalDevice(const LocalDevice&) = delete;
+    LocalDevice& operator=(const LocalDevice&) = delete;
+    ~LocalDevice() { _device->Cancel(); }
+
+    /// Finds the jobs of the card, and waits for the end. Throws std::runtime_error unless there are that many.
+    void Index(size_t jobs);
+    /// Searches all jobs for what none of them holds, and waits for the end. Throws std::runtime_error for a hit.
+    void SearchInVain();
+    /// The page of 50 with the latest jobs.
+    std::string FirstPage() const;
+    /// The same jobs, in order.
+    std::vector<std::shared_ptr<JobsManagerD::Job>> JobsOfFirstPage() const;
+
+private:
+    const std::shared_ptr<JobsManagerD::ManagedDevice> _device = std::make_shared<JobsManagerD::ManagedDevice>();
+    std::binary_semaphore _isDone{0};
+};
+
+} // namespace Bench
