@@ -1,6 +1,7 @@
 #include "bench/Card.h"
 #include "bench/LocalDevice.h"
 #include "bench/RatioTable.h"
+#include "bench/ServiceWithCard.h"
 
 namespace Bench {
 namespace {
@@ -85,6 +86,55 @@ void FirstPage(benchmark::State& state) {
 }
 BENCHMARK(FirstPage)->Name("First page of 50 among 1,000 jobs")->Arg(1'000)->Iterations(300)->Repetitions(rounds);
 BENCHMARK(FirstPage)->Name("First page of 50 among 65,535 jobs")->Arg(65'535)->Iterations(300)->Repetitions(rounds);
+
+void PagesWhileIndexing(benchmark::State& state) {
+    const ServiceWithCard service(Card::Of(10'000));
+    Samples indexing, idle;
+    for (auto _ : state) {
+        service.FindJobs();
+        while (true) {
+            Samples call;
+            call.Measure([&] { service.GetFirstPage(); });
+            if (!service.IsIndexing())
+                break;
+            indexing.Add(call.Last());
+        }
+        for (int i = 0; i < 50; ++i)
+            idle.Measure([&] { service.GetFirstPage(); });
+    }
+    Samples slowest, limit;
+    slowest.Add(indexing.Percentile(99));
+    limit.Add(5'000);
+    Figure{slowest,
+           limit,
+           1,
+           {{"the median of the same", indexing.Median()},
+            {"99 of 100 while nothing is indexed", idle.Percentile(99)},
+            {"the median of the same", idle.Median()}}}
+        .Tell(state);
+}
+BENCHMARK(PagesWhileIndexing)
+    ->Name("GetJobList, 50 of 10,000 jobs that are being indexed: 99 of 100 take at most, against 5 ms")
+    ->Iterations(20)
+    ->Repetitions(rounds);
+
+void Memory(benchmark::State& state) {
+    const Card& card = Card::Of(65'535);
+    Samples perJob, limit;
+    for (auto _ : state) {
+        const ServiceWithCard service(card);
+        const size_t before = service.ResidentBytes();
+        service.FindJobs();
+        service.WaitForIdle();
+        perJob.Add(static_cast<double>(service.ResidentBytes() - before) / static_cast<double>(card.Jobs()));
+        limit.Add(1024);
+    }
+    Figure{perJob, limit, 1}.Tell(state);
+}
+BENCHMARK(Memory)
+    ->Name("Resident bytes (not microseconds) of one job of 65,535, against 1,024")
+    ->Iterations(1)
+    ->Repetitions(rounds);
 
 } // namespace
 } // namespace Bench

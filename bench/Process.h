@@ -31,6 +31,8 @@ public:
     Process& operator=(const Process&) = delete;
     ~Process();
 
+    pid_t Id() const { return _process; }
+
 private:
     pid_t _process;
 };

@@ -21,11 +21,11 @@ std::string GoalText(double ratio, double goal) {
 
 } // namespace
 
-double Samples::Median() const {
+double Samples::Percentile(size_t percent) const {
     std::vector<double> sorted = _durations;
-    const auto middle = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2);
-    std::ranges::nth_element(sorted, middle);
-    return *middle;
+    const auto place = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() * percent / 100);
+    std::ranges::nth_element(sorted, place);
+    return *place;
 }
 
 double Samples::MedianRatio(const Samples& floor) const {

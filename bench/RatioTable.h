@@ -21,7 +21,9 @@ public:
     }
     void Add(double duration) { _durations.push_back(duration); }
     double Last() const { return _durations.back(); }
-    double Median() const;
+    double Median() const { return Percentile(50); }
+    /// That many of a hundred take at most this.
+    double Percentile(size_t percent) const;
     /// The median of the ratios of what was measured in turn: a busy disk or processor slows both of a pair.
     double MedianRatio(const Samples& floor) const;
 

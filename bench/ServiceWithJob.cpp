@@ -13,17 +13,10 @@ using Simulator::Out;
 namespace Bench {
 namespace {
 
-constexpr const char* jobsName = "com.corvane.common.JobsManagerDaemon1";
 constexpr const char* storageName = "com.corvane.common.StorageDaemon1";
 constexpr const char* storagePath = "/com/corvane/common/StorageDaemon1/usb1";
 constexpr const char* storageDevice = "com.corvane.common.StorageDaemon1.Device";
 constexpr uintmax_t jobFileSize = 12'000;
-
-Connection OpenBus() {
-    Connection bus;
-    Check(sd_bus_open_user(Out(bus)), "open the bus");
-    return bus;
-}
 
 /// The two texts of a reply of code 0.
 std::pair<std::string, std::string> ReadTexts(sd_bus_message* reply) {
@@ -54,6 +47,12 @@ std::filesystem::path FindJobFile(const std::string& cardFolder) {
 }
 
 } // namespace
+
+Connection OpenBus() {
+    Connection bus;
+    Check(sd_bus_open_user(Out(bus)), "open the bus");
+    return bus;
+}
 
 Peers& Peers::Instance() {
     Testing::PrivateBus::Instance();
@@ -100,8 +99,7 @@ void SetWriteActive(const Remote& storage, bool isActive) {
 }
 
 ServiceWithJob::ServiceWithJob()
-    : _peers(Peers::Instance()), _bus(OpenBus()),
-      _jobs(_bus.get(), jobsName, "/com/corvane/common/JobsManagerDaemon1", jobsName),
+    : _peers(Peers::Instance()), _bus(OpenBus()), _jobs(_bus.get(), jobsName, jobsPath, jobsName),
       _bare(_bus.get(), "com.corvane.bench.Bare1", "/com/corvane/bench/Bare1", "com.corvane.bench.Bare1"),
       _storage(_bus.get(), storageName, storagePath, storageDevice) {
     _peers.EmptyCard();

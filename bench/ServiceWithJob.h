@@ -10,6 +10,8 @@
 namespace Bench {
 
 inline constexpr const char* cardId = "usb1";
+inline constexpr const char* jobsName = "com.corvane.common.JobsManagerDaemon1";
+inline constexpr const char* jobsPath = "/com/corvane/common/JobsManagerDaemon1";
 
 /// The simulated unit with two cards, as a process on the private bus, from the first use to the end.
 class Peers {
@@ -25,6 +27,9 @@ private:
     Testing::TemporaryFolder _folder;
     std::unique_ptr<Process> _unit;
 };
+
+/// A connection to the private bus. Throws std::system_error.
+Simulator::Connection OpenBus();
 
 /// Starts a program and waits until it is ready.
 std::unique_ptr<Process> StartAndWait(const std::vector<std::string>& command);
