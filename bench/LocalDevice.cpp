@@ -30,8 +30,24 @@ LocalDevice::LocalDevice(const std::string& cardFolder) {
 void LocalDevice::Index(size_t jobs) {
     Require(_device->FindDeviceJobs() == JOBS_RTN_SUCCEEDED, "the device is busy");
     _isDone.acquire();
-    Require(json::parse(_device->GetJobListStatsJSONstring())["nRuvoJobs"] == jobs, "not all jobs were found");
+    Require(_Jobs() == jobs, "not all jobs were found");
 }
+
+void LocalDevice::CopyAllJobsTo(LocalDevice& destination) {
+    const size_t there = destination._Jobs();
+    Require(_device->CopyAllJobs(*destination._device) == JOBS_RTN_SUCCEEDED, "a device is busy");
+    _isDone.acquire();
+    destination._isDone.acquire();
+    Require(destination._Jobs() == there + _Jobs(), "not all jobs were copied");
+}
+
+void LocalDevice::DeleteAllJobs() {
+    Require(_device->DeleteAllJobs() == JOBS_RTN_SUCCEEDED, "the device is busy");
+    _isDone.acquire();
+    Require(_Jobs() == 0, "not all jobs were deleted");
+}
+
+size_t LocalDevice::_Jobs() const { return json::parse(_device->GetJobListStatsJSONstring())["nRuvoJobs"]; }
 
 void LocalDevice::SearchInVain() {
     Require(_device->SearchJobs(R"("zebra crossing")", {}, 0) == JOBS_RTN_SUCCEEDED, "the search is refused");

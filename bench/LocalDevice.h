@@ -18,12 +18,17 @@ public:
     void Index(size_t jobs);
     /// Searches all jobs for what none of them holds, and waits for the end. Throws std::runtime_error for a hit.
     void SearchInVain();
+    /// On the worker thread, waiting for the end. Throw std::runtime_error when a job could not be copied or deleted.
+    void CopyAllJobsTo(LocalDevice& destination);
+    void DeleteAllJobs();
     /// The page of 50 with the latest jobs.
     std::string FirstPage() const;
     /// The same jobs, in order.
     std::vector<std::shared_ptr<JobsManagerD::Job>> JobsOfFirstPage() const;
 
 private:
+    size_t _Jobs() const;
+
     const std::shared_ptr<JobsManagerD::ManagedDevice> _device = std::make_shared<JobsManagerD::ManagedDevice>();
     std::binary_semaphore _isDone{0};
 };
