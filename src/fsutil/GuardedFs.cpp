@@ -128,6 +128,14 @@ bool IsMountPoint(const std::string& path) {
            there.st_dev != above.st_dev;
 }
 
+time_t GetFileModificationTime(const std::string& path, bool& error) {
+    if (!TryFsExists(path, error))
+        return 0;
+    struct stat64 status {};
+    error = stat64(path.c_str(), &status) != 0;
+    return error ? 0 : status.st_mtime;
+}
+
 bool DeleteDir(const std::string& path) {
     if (!RemoveEntries(path))
         return false;

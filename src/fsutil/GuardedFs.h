@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ctime>
 #include <filesystem>
 #include <string>
 
@@ -26,6 +27,9 @@ uint64_t GetFileSizeBytes(const std::string& path, bool& error, bool quiet);
 
 /// True when another filesystem is mounted there than the one that holds its parent folder. Logs nothing.
 bool IsMountPoint(const std::string& path);
+
+/// When a file was last written, in whole seconds. A missing file gives 0 and is no error.
+time_t GetFileModificationTime(const std::string& path, bool& error);
 
 /// Removes a folder with all it holds by the plain system calls, for when `TryFsRemoveAll` has failed. Symbolic links
 /// are removed, not followed. Stops at the first failure, which it logs.

@@ -94,7 +94,9 @@ std::string Job::GetPathRelativeToMediaFolder(const std::string& path) const {
     return path.substr(base.size() + 1);
 }
 
-bool Job::IsOnMedium(const std::string& path) const { return LiesUnder(DirectoryPart(JobFolderPath()), path); }
+bool Job::IsOnMedium(const std::string& path) const {
+    return !path.ends_with('/') && LiesUnder(DirectoryPart(JobFolderPath()), path);
+}
 
 JobDetails& Job::Details() {
     if (!_details)

@@ -116,7 +116,8 @@ public:
     /// The part of a file's path behind the media folder. A path elsewhere is logged and returned unchanged. Throws
     /// std::out_of_range for the folder itself.
     std::string GetPathRelativeToMediaFolder(const std::string& path) const;
-    /// False for a path that leaves the card, as a file name on it may ask for: such a file counts as not there.
+    /// False for a path that leaves the card, as a file name on it may ask for, and for one that names no file but ends
+    /// with its folder: such a file counts as not there.
     bool IsOnMedium(const std::string& path) const;
 
     // Details

@@ -1,0 +1,257 @@
+#include "jobfiles/JDB3helper.h"
+
+#include "jobfiles/LegacyJob.h"
+
+#include <algorithm>
+#include <sys/stat.h>
+
+namespace fs = std::filesystem;
+
+namespace JobsManagerD {
+namespace {
+
+using Testing::Lines;
+
+constexpr const char* failedSummary = "JDB3helper::ExtractJobSummaryFields - Failed to prepare summary statements";
+
+class JDB3helperTest : public Testing::LegacyJobTest {
+protected:
+    /// What a reading gives; a failure is told by the error lines.
+    JDB3JobFields Summary() { return Read(&JDB3helper::ExtractJobSummaryFields); }
+    JDB3JobFields Job() { return Read(&JDB3helper::ExtractJobFields); }
+    JDB3JobFields Read(bool (JDB3helper::*extract)()) {
+        log.Take();
+        JDB3helper helper(path);
+        succeeded = helper.Open() && (helper.*extract)() && helper.Close();
+        return helper.Fields();
+    }
+    static long Descriptors() {
+        return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+    }
+
+    bool succeeded = false;
+};
+
+/// A row of texts that say which column they stand in; numbers and the like as given.
+std::map<std::string, std::string> NamedRow(std::initializer_list<const char*> texts,
+                                            std::map<std::string, std::string> others) {
+    for (const char* name : texts)
+        others[name] = Simulator::LegacyDatabase::Text(name);
+    return others;
+}
+
+TEST_F(JDB3helperTest, EachColumnGoesIntoTheMemberOfItsName) {
+    auto& db = MakeEmpty();
+    const std::string uuid = "x'000102030405060708090a0b0c0d0e0f'";
+    const char* const uuidText = "03020100-0504-0706-0809-0a0b0c0d0e0f";
+    db.Insert("JobInfo",
+              {{"JobSize", "5000000000"}, {"DateLastCalculated", "'2012-02-03 04:05:06'"}, {"JobLocked", "7"}});
+    db.Insert("Jobs", NamedRow({"Name", "ReasonForCall", "Description", "PrivateNote", "Source", "Serial", "Version"},
+                               {{"UniqueId", uuid},
+                                {"StartTime", "'2012-01-02 03:04:05'"},
+                                {"LastModifiedTime", "'2013-01-02 03:04:05'"},
+                                {"CustomerId", "1"},
+                                {"InspectorId", "2"},
+                                {"LocationId", "3"}}));
+    db.Insert("Segments", NamedRow({"RelativePath", "Purpose", "Quote", "Action", "Summary", "ReasonForCall",
+                                    "Description", "PrivateNote", "Source"},
+                                   {{"Id", "4"}}));
+    db.Insert("Bookmarks", NamedRow({"Type", "Note", "PrivateNote", "VideoPath", "ImagePath", "AudioPath", "DataPath"},
+                                    {{"Id", "5"},
+                                     {"SegmentId", "4"},
+                                     {"UniqueId", uuid},
+                                     {"Timestamp", "'2012-01-02 03:04:06'"},
+                                     {"IsSelected", "1"}}));
+    db.Insert("Contacts", NamedRow({"Title", "FirstName", "LastName", "Company", "EmailAddress", "WebAddress",
+                                    "HomeNumber", "BusinessNumber", "MobileNumber", "FaxNumber"},
+                                   {{"Id", "1"}}));
+    db.Insert("Addresses", NamedRow({"AddressType", "Street", "City", "State", "PostalCode", "Country"},
+                                    {{"Id", "3"}, {"ContactId", "1"}, {"Latitude", "1.5"}, {"Longitude", "-2.5"}}));
+    db.Insert("AddressLinks", {{"AddressId", "3"}, {"ContactId", "1"}});
+
+    const JDB3JobFields job = Job();
+    ASSERT_TRUE(succeeded);
+    EXPECT_EQ(std::tuple(job.JobSize, job.JobLocked, job.CustomerId, job.InspectorId, job.LocationId),
+              std::tuple(5000000000, 7, 1, 2, 3));
+    EXPECT_EQ(job.UniqueId, uuidText);
+    EXPECT_EQ(job.DateLastCalculated.tm_mon, 1);
+    EXPECT_EQ(job.StartTime.tm_sec, 5);
+    EXPECT_EQ(job.LastModifiedTime.tm_year, 113);
+    EXPECT_EQ(
+        (Lines{job.Name, job.ReasonForCall, job.Description, job.PrivateNote, job.Source, job.Serial, job.Version}),
+        (Lines{"Name", "ReasonForCall", "Description", "PrivateNote", "Source", "Serial", "Version"}));
+    const JDB3Segment& s = job.segments.at(0);
+    EXPECT_EQ(s.Id, 4);
+    EXPECT_EQ((Lines{s.RelativePath, s.Purpose, s.Quote, s.Action, s.Summary, s.ReasonForCall, s.Description,
+                     s.PrivateNote, s.Source}),
+              (Lines{"RelativePath", "Purpose", "Quote", "Action", "Summary", "ReasonForCall", "Description",
+                     "PrivateNote", "Source"}));
+    const JDB3Bookmark& b = job.bookmarks.at(0);
+    EXPECT_EQ(std::tuple(b.Id, b.SegmentId, b.UniqueId, b.Timestamp.tm_sec, b.IsSelected),
+              std::tuple(5, 4, uuidText, 6, 1));
+    EXPECT_EQ((Lines{b.Type, b.Note, b.PrivateNote, b.VideoPath, b.ImagePath, b.AudioPath, b.DataPath}),
+              (Lines{"Type", "Note", "PrivateNote", "VideoPath", "ImagePath", "AudioPath", "DataPath"}));
+    const JDB3Contact& c = job.contacts.at(0);
+    EXPECT_EQ((Lines{c.Title, c.FirstName, c.LastName, c.Company, c.EmailAddress, c.WebAddress, c.HomeNumber,
+                     c.BusinessNumber, c.MobileNumber, c.FaxNumber}),
+              (Lines{"Title", "FirstName", "LastName", "Company", "EmailAddress", "WebAddress", "HomeNumber",
+                     "BusinessNumber", "MobileNumber", "FaxNumber"}));
+    const JDB3Address& a = job.addresses.at(0);
+    EXPECT_EQ((Lines{a.AddressType, a.Street, a.City, a.State, a.PostalCode, a.Country}),
+              (Lines{"AddressType", "Street", "City", "State", "PostalCode", "Country"}));
+    EXPECT_EQ(std::tuple(a.Id, a.ContactId, a.Latitude, a.Longitude), std::tuple(3, 1, 1.5, -2.5));
+    EXPECT_EQ(job.addressLinks.at(0).AddressId, 3);
+    EXPECT_EQ(job.Latitude, 0) << "the location of a whole job comes from its addresses";
+
+    const JDB3JobFields summary = Summary();
+    ASSERT_TRUE(succeeded);
+    EXPECT_EQ(std::pair(summary.Latitude, summary.Longitude), std::pair(1.5, -2.5));
+    EXPECT_TRUE(summary.bookmarks.empty());
+    EXPECT_TRUE(log.TakeErrors().empty());
+}
+
+TEST_F(JDB3helperTest, OfSeveralRowsTheLastCountsAndNullIsEmpty) {
+    auto& db = MakeJob({{"Name", "'first'"}, {"LocationId", "1"}});
+    db.Insert("Jobs", {{"UniqueId", "zeroblob(16)"}, {"Name", "'second'"}, {"Description", "'x'"}});
+    db.Insert("Jobs", {{"UniqueId", "x'00'"}, {"Name", "NULL"}, {"StartTime", "NULL"}, {"LocationId", "2"}});
+    for (const char* type : {"AUDIOIMAGE", "AUTOLOG", "IMAGE", "VIDEO", "VIDEO", "video", "VIDEOS", ""})
+        db.Insert("Bookmarks", {{"Type", Simulator::LegacyDatabase::Text(type)}});
+    db.Insert("Bookmarks", {{"Type", "NULL"}});
+    const JDB3JobFields fields = Summary();
+    ASSERT_TRUE(succeeded);
+    EXPECT_EQ(fields.Name, "");
+    EXPECT_EQ(fields.Description, "");
+    EXPECT_EQ(fields.StartTime.tm_year, 112) << "a date of the row before stays";
+    EXPECT_EQ(fields.UniqueId, "00000000-0000-0000-0000-000000000000");
+    EXPECT_EQ(fields.LocationId, 2);
+    EXPECT_EQ(std::tuple(fields.nAudioImage, fields.nAutolog, fields.nImage, fields.nVideo), std::tuple(1, 1, 1, 2));
+    EXPECT_EQ(log.TakeErrors(), (Lines{"JDB3helper::GetInt - Field UniqueId incorrect size (1 bytes) for UUID"}));
+}
+
+TEST_F(JDB3helperTest, AMissingColumnHasTwoLinesAndLeavesTheMember) {
+    MakeEmpty(false).Run("CREATE TABLE JobInfo (JobLocked); INSERT INTO JobInfo VALUES (1);"
+                         "CREATE TABLE Jobs (Name); CREATE TABLE Bookmarks (Type);"
+                         "CREATE TABLE Addresses (Id, Latitude, Longitude)");
+    JDB3JobFields fields = Summary();
+    EXPECT_TRUE(succeeded) << "a table without rows is no failure";
+    EXPECT_EQ(fields.JobLocked, 1);
+    EXPECT_EQ(fields.DateLastCalculated.tm_year, 70);
+    EXPECT_EQ(fields.StartTime.tm_year, 0);
+    EXPECT_EQ(log.TakeErrors(),
+              (Lines{"JDB3helper::_GetFieldColumnIndex - fieldName JobSize not found",
+                     "JDB3helper::GetInt64 - Field not found: JobSize",
+                     "JDB3helper::_GetFieldColumnIndex - fieldName DateLastCalculated not found",
+                     "JDB3helper::GetDate - Field not found: DateLastCalculated.  Setting time to the epoch"}));
+
+    // Columns behind the fiftieth are not found. Two of the getters name another.
+    std::string columns = "Name";
+    for (int i = 2; i <= 50; ++i)
+        columns += ", c" + std::to_string(i);
+    database->Run("DROP TABLE Jobs; CREATE TABLE Jobs (" + columns +
+                  ", UniqueId, Serial);"
+                  "INSERT INTO Jobs (Name, UniqueId, Serial) VALUES ('n', zeroblob(16), 's')");
+    fields = Summary();
+    EXPECT_TRUE(succeeded);
+    EXPECT_EQ((Lines{fields.Name, fields.UniqueId, fields.Serial}), (Lines{"n", "", ""}));
+    const Lines errors = log.TakeErrors();
+    for (const char* line :
+         {"JDB3helper::GetInt - Field not found: UniqueId", "JDB3helper::GetString - Field not found: Serial",
+          "JDB3helper::GetInt - Field not found: CustomerId"})
+        EXPECT_EQ(std::ranges::count(errors, line), 1) << line;
+}
+
+TEST_F(JDB3helperTest, WithoutATableOrWithoutADatabaseNothingCanBePrepared) {
+    MakeJob().Run("DROP TABLE Bookmarks");
+    Summary();
+    EXPECT_FALSE(succeeded);
+    EXPECT_EQ(log.TakeErrors(), (Lines{"JDB3helper::_PrepareStatement - Error preparing statement SELECT Type from "
+                                       "Bookmarks : no such table: Bookmarks",
+                                       "JDB3helper::_PrepareSummaryStatements - Failed", failedSummary}));
+    Job();
+    EXPECT_EQ(log.TakeErrors(), (Lines{"JDB3helper::_PrepareStatement - Error preparing statement SELECT * from "
+                                       "Bookmarks : no such table: Bookmarks",
+                                       "JDB3helper::_PrepareJobStatements - Failed",
+                                       "JDB3helper::ExtractJobFields - Failed to prepare job statements"}));
+    card.Write(folder + "job.jdb3", std::string(5000, 'x'));
+    Summary();
+    EXPECT_EQ(log.TakeErrors(), (Lines{"JDB3helper::_PrepareStatement - Error preparing statement SELECT * from "
+                                       "JobInfo : file is not a database",
+                                       "JDB3helper::_PrepareSummaryStatements - Failed", failedSummary}));
+    fs::remove(path);
+    Summary();
+    EXPECT_EQ(log.TakeErrors(),
+              (Lines{"JDB3helper::Open - Failed to open database " + path + ": unable to open database file"}));
+
+    JDB3helper closed(path);
+    EXPECT_FALSE(closed.Close());
+    EXPECT_FALSE(closed.ExtractJobSummaryFields());
+    EXPECT_FALSE(closed.ExtractJobFields());
+    EXPECT_EQ(log.TakeErrors(),
+              (Lines{"JDB3helper::Close - Invalid handle",
+                     "JDB3helper::_PrepareSummaryStatements - Failed: Job database not open", failedSummary,
+                     "JDB3helper::_PrepareJobStatements - Failed: Job database not open",
+                     "JDB3helper::ExtractJobFields - Failed to prepare job statements"}));
+}
+
+TEST_F(JDB3helperTest, ADamagedPageCostsTheRowsBehindIt) {
+    auto& db = MakeJob();
+    db.Run("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 3000)"
+           "INSERT INTO Bookmarks (Type) SELECT 'VIDEO' FROM n");
+    std::string bytes = card.Read(folder + "job.jdb3");
+    bytes.replace(bytes.size() - 4096, 4096, 4096, '\xff');
+    card.Write(folder + "job.jdb3", bytes);
+    const JDB3JobFields fields = Summary();
+    EXPECT_FALSE(succeeded) << "the statement remembers, and says so when it is given up";
+    EXPECT_GT(fields.nVideo, 100);
+    EXPECT_LT(fields.nVideo, 3000);
+}
+
+TEST_F(JDB3helperTest, TheCardIsLeftAsItWas) {
+    const auto isUntouched = [this] {
+        const std::string bytes = card.Read(folder + "job.jdb3");
+        const auto names = card.List(folder);
+        const long descriptors = Descriptors();
+        Summary();
+        Job();
+        return card.Read(folder + "job.jdb3") == bytes && card.List(folder) == names && Descriptors() == descriptors;
+    };
+    MakeJob();
+    EXPECT_TRUE(isUntouched());
+    EXPECT_TRUE(succeeded);
+    MakeJob().Run("PRAGMA journal_mode=WAL");
+    database.reset();
+    EXPECT_TRUE(isUntouched()) << "a database with a write-ahead log needs no log to be read";
+    EXPECT_TRUE(succeeded);
+    MakeJob().Run("DROP TABLE Bookmarks");
+    EXPECT_TRUE(isUntouched()) << "nothing is held open after a failure";
+    card.Write(folder + "job.jdb3", "no database");
+    EXPECT_TRUE(isUntouched());
+}
+
+TEST_F(JDB3helperTest, NothingInItsPlaceStallsTheReading) {
+    MakeJob().Run("DROP TABLE Bookmarks; CREATE VIEW Bookmarks AS "
+                  "WITH RECURSIVE n(Type) AS (SELECT 'VIDEO' UNION ALL SELECT Type FROM n) SELECT Type FROM n");
+    Summary();
+    EXPECT_FALSE(succeeded) << "a query without an end";
+
+    // A column that is worked out at each reading: a gigabyte of it in a small file.
+    MakeJob().Run("DROP TABLE Contacts; CREATE TABLE Contacts (Id, FaxNumber AS (hex(zeroblob(500000))));"
+                  "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 1000)"
+                  "INSERT INTO Contacts (Id) SELECT i FROM n");
+    EXPECT_LT(Job().contacts.size(), 100u);
+
+    MakeJob();
+    ASSERT_EQ(mkfifo(JobFile("job.jdb3-journal").c_str(), 0600), 0);
+    Summary();
+    EXPECT_FALSE(succeeded) << "a pipe in the place of the journal";
+    for (const char* name : {"job.jdb3", "job.jdb3-journal"})
+        fs::remove(JobFile(name));
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    Summary();
+    EXPECT_FALSE(succeeded);
+    EXPECT_EQ(log.TakeErrors(),
+              (Lines{"JDB3helper::Open - Failed to open database " + path + ": unable to open database file"}));
+}
+
+} // namespace
+} // namespace JobsManagerD
