@@ -111,9 +111,4 @@ int32_t RunOnTwoDevices(JobsManagerDaemon& daemon, const Text& src, const Text& 
     });
 }
 
-/// Not served yet: the call is read, its device is resolved, and the answer is JOBS_RTN_UNSUPPORTED_OPERATION.
-inline int32_t UnsupportedOnDevice(JobsManagerDaemon& daemon, const Text& dev) {
-    return OnDevice(daemon, dev, [](const ManagedDevice&) { return JOBS_RTN_UNSUPPORTED_OPERATION; });
-}
-
 } // namespace JobsManagerD

@@ -102,7 +102,7 @@ constexpr Row rows[] = {
     Method<RunOnDevice<&D::FindDeviceJobs>>                         ("FindJobs",                    "s",     "i"),
     Method<Handlers::GetJobList>                                    ("GetJobList",                  "syyqq", "(is)"),
     Method<Handlers::GetJobListStats>                               ("GetJobListStats",             "s",     "(is)"),
-    Method<UnsupportedOnDevice>                                     ("ConvertJobs",                 "s",     "i"),
+    Method<RunOnDevice<&D::ConvertDeviceJobs>>                      ("ConvertJobs",                 "s",     "i"),
     Method<Handlers::SearchJobs, couldNotBuild>                     ("SearchJobs",                  "ssyqb", "i"),
     Method<Handlers::GetSearchResults>                              ("GetSearchResults",            "sqq",   "(is)"),
     Method<Handlers::GetSearchStats>                                ("GetSearchStats",              "s",     "(is)"),

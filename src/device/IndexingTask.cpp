@@ -31,9 +31,6 @@ bool Is(fs::file_type type, const std::string& path, fs::file_type listed, IsOfT
     return ask(path, error) && !error;
 }
 
-/// By its name alone: whether it is one shows when it is read.
-bool IsNamedAsJobFile(const std::string& path) { return GetPathExtension(path) == "json"; }
-
 void LogUnlistable(const char* method, const std::string& path, const std::exception& exception) {
     syslog(LOG_INFO, "%s - directory_iterator threw an exception in %s: %s", method, path.c_str(), exception.what());
 }
@@ -170,6 +167,15 @@ void ManagedDevice::_LogIndexTimes(const IndexTimes& times) const {
     syslog(LOG_INFO, "%s", dashes);
 }
 
+/// By the name, and for a database of the earlier generation by the flag of its conversion.
+bool ManagedDevice::_MayBeJobFile(const std::string& path) {
+    const std::string extension = GetPathExtension(path);
+    if (extension != "jdb3")
+        return extension == "json";
+    bool error = false;
+    return !TryFsExists(_GetConvertedFlagPath(path), error) && !error;
+}
+
 /// The summary of the first file in a folder that yields one, or null. On any thread.
 std::shared_ptr<Job> ManagedDevice::_LoadJobIn(const std::string& folder) {
     try {
@@ -186,7 +192,7 @@ std::shared_ptr<Job> ManagedDevice::_LoadJobIn(const std::string& folder) {
 /// The summary of one file of a folder, or null.
 std::shared_ptr<Job> ManagedDevice::_LoadJobFrom(const std::string& folder, const FolderEntry& entry) {
     const std::string path = PathIn(folder, entry.name);
-    if (!Is(fs::file_type::regular, path, entry.type, TryFsIsRegularFile) || !IsNamedAsJobFile(path))
+    if (!Is(fs::file_type::regular, path, entry.type, TryFsIsRegularFile) || !_MayBeJobFile(path))
         return nullptr;
     auto job = std::make_shared<Job>(path);
     if (_LoadJobSummary(*job) != JOBS_RTN_SUCCEEDED)

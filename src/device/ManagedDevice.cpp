@@ -3,6 +3,7 @@
 #include "device/RunningTask.h"
 #include "device/SearchRecord.h"
 #include "fsutil/GuardedFs.h"
+#include "jobfiles/JobFileHandlerJDB3.h"
 #include "jobfiles/JobFileHandlerJSON.h"
 #include "peers/StorageDaemon.h"
 
@@ -49,7 +50,10 @@ void ManagedDevice::SetMountPoint(const std::string& path) {
     _isMountPoint = IsMountPoint(path);
 }
 
-void ManagedDevice::RegisterFileHandlers() { _fileHandlers.push_back(std::make_shared<JobFileHandlerJSON>()); }
+void ManagedDevice::RegisterFileHandlers() {
+    _fileHandlers.push_back(std::make_shared<JobFileHandlerJSON>());
+    _fileHandlers.push_back(std::make_shared<JobFileHandlerJDB3>());
+}
 
 std::shared_ptr<JobFileHandler> ManagedDevice::_FindFileHandler(const std::string& extension) const {
     for (const auto& handler : _fileHandlers)
@@ -63,7 +67,9 @@ void ManagedDevice::SetState(deviceState_e state, bool clearCancel) {
     if (clearCancel)
         _cancel = false;
     _deviceStateUpdate.Raise(*this);
-    _SetWriteActive("MultiJobAsynchronous", WritesToDevice(state));
+    // By now the next task may have begun, on another thread: the mark follows the state that holds.
+    const std::lock_guard lock(_writeActiveMutex);
+    _MarkWriteActive("MultiJobAsynchronous", WritesToDevice(_state));
 }
 
 bool ManagedDevice::CheckFileSpace(uint64_t bytes) const {
@@ -78,6 +84,10 @@ bool ManagedDevice::CheckFileSpace(uint64_t bytes) const {
 
 void ManagedDevice::_SetWriteActive(const std::string& reason, bool active) {
     const std::lock_guard lock(_writeActiveMutex);
+    _MarkWriteActive(reason, active);
+}
+
+void ManagedDevice::_MarkWriteActive(const std::string& reason, bool active) {
     const auto present = std::ranges::find(_writeActiveReasons, reason);
     if (active == (present != _writeActiveReasons.end()))
         return;

@@ -192,6 +192,11 @@ public:
     /// Takes the job of one folder into the list. JOBS_RTN_JOB_FILE_NOT_FOUND when there is none.
     jobsDaemonRtn_e IndexDirectory(const std::string& path, bool emitChanges);
 
+    // Jobs of the earlier generation (ConversionTask.cpp) -------------------------------------------------------------
+
+    /// Gives each of them a job file, on the worker thread. Their databases stay as they are.
+    jobsDaemonRtn_e ConvertDeviceJobs();
+
     // Searching (SearchTask.cpp) --------------------------------------------------------------------------------------
 
     /// Starts a search on the search thread, in the place of one that runs. `fieldStructure` is a JSON text: a string
@@ -260,9 +265,12 @@ private:
         std::vector<std::string> ids;
         uint64_t bytes = 0; ///< of all their media
     };
+    struct Conversion;
 
     // State
     void _Cancel();
+    /// `_SetWriteActive` under its mutex.
+    void _MarkWriteActive(const std::string& reason, bool active);
     static void _JoinThread(std::thread& thread);
     /// Runs `task(device)` on the worker thread, after the end of the one before.
     void _StartWorker(std::function<void(ManagedDevice&)> task);
@@ -276,7 +284,8 @@ private:
     jobsDaemonRtn_e _LoadJobSummary(Job& job);
     jobsDaemonRtn_e _LoadJob(Job& job);
     jobsDaemonRtn_e _OpenJob(const std::shared_ptr<Job>& job, bool makeCurrent);
-    void _RepairDiscrepancies(Job& job);
+    jobsDaemonRtn_e _ConvertOpenedJob(Job& job);
+    bool _RepairDiscrepancies(Job& job);
     void _FindAndCloseNonCurrentJob();
     jobsDaemonRtn_e CloseJob(const std::shared_ptr<Job>& job);
     jobsDaemonRtn_e _CheckNoRecordingInto(const Job& job) const;
@@ -312,9 +321,22 @@ private:
     void _EmptyTrash();
     void _IndexItems(const std::vector<FolderEntry>& items);
     void _LogIndexTimes(const IndexTimes& times) const;
+    static bool _MayBeJobFile(const std::string& path);
     std::shared_ptr<Job> _LoadJobIn(const std::string& folder);
     std::shared_ptr<Job> _LoadJobFrom(const std::string& folder, const FolderEntry& entry);
     void _ListFoundJob(const std::shared_ptr<Job>& job, bool emitChanges);
+
+    // Jobs of the earlier generation
+    void _CloseLegacyJobs();
+    std::vector<std::string> _LegacyJobIds() const;
+    void _JobConversionTask();
+    bool _ConvertListedJob(const std::string& id, Conversion& conversion);
+    /// The one step from a loaded job of the earlier generation to one of this. With `artefactsFound` the file repair
+    /// service should look at the job's folder.
+    jobsDaemonRtn_e _ConvertJobToRuvo(Job& job, bool& artefactsFound);
+    /// The empty file beside a database that says that the job has a job file by now.
+    static std::string _GetConvertedFlagPath(const std::string& path);
+    void _TriggerFileRepairScan(const std::vector<std::string>& folders) const;
 
     // Searching
     void _SearchJobsTask(const nlohmann::json& field, const SearchTerm& term, uint16_t matchLimit);

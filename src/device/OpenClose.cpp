@@ -30,13 +30,17 @@ jobsDaemonRtn_e ManagedDevice::_OpenJob(const std::shared_ptr<Job>& job, bool ma
     if (!job->IsOpen()) {
         if (!makeCurrent)
             _FindAndCloseNonCurrentJob();
-        const jobsDaemonRtn_e result = _LoadJob(*job);
+        jobsDaemonRtn_e result = _LoadJob(*job);
         if (result != JOBS_RTN_SUCCEEDED) {
             syslog(LOG_ERR, "ManagedDevice::_OpenJob. Failed to open job file: %s", job->JobFilePath().c_str());
             return result;
         }
         job->SetOpen(true);
-        _RepairDiscrepancies(*job);
+        const bool isConverted = job->IsLegacy();
+        if (isConverted && (result = _ConvertOpenedJob(*job)) != JOBS_RTN_SUCCEEDED)
+            return result;
+        if (_RepairDiscrepancies(*job) || isConverted)
+            _jobChanged.Raise(*this, job->SummaryJSONstring());
     }
     if (makeCurrent) {
         _SetCurrentJob(job);
@@ -45,15 +49,29 @@ jobsDaemonRtn_e ManagedDevice::_OpenJob(const std::shared_ptr<Job>& job, bool ma
     return JOBS_RTN_SUCCEEDED;
 }
 
-/// The files on the medium are right: what the job file says otherwise is put right before the job is handed on.
-void ManagedDevice::_RepairDiscrepancies(Job& job) {
+/// A job of the earlier generation becomes one of this on its first opening. After a failure it stays open as it is.
+jobsDaemonRtn_e ManagedDevice::_ConvertOpenedJob(Job& job) {
+    syslog(LOG_INFO, "ManagedDevice::_OpenJob. Job is a Tamsy job.  Converting to Ruvo: %s", job.JobFilePath().c_str());
+    bool repairNeeded = false;
+    const jobsDaemonRtn_e result = _ConvertJobToRuvo(job, repairNeeded);
+    if (result != JOBS_RTN_SUCCEEDED)
+        syslog(LOG_ERR, "ManagedDevice::_OpenJob. Failed to create Ruvo job file when converting Tamsy job: %s",
+               job.JobFilePath().c_str());
+    else if (repairNeeded)
+        _TriggerFileRepairScan({job.JobFolderPath()});
+    return result;
+}
+
+/// The files on the medium are right: what the job file says otherwise is put right before the job is handed on. True
+/// when there was something to put right.
+bool ManagedDevice::_RepairDiscrepancies(Job& job) {
     if (!job.UpdateAllMediaFileSizes())
-        return;
+        return false;
     const std::string path = job.JobFilePath();
     syslog(LOG_DEBUG, "ManagedDevice::_OpenJob. Jobfile and filesystem discrepancies found for job: %s", path.c_str());
     if (UpdateJobFile(job, false, true) != JOBS_RTN_SUCCEEDED)
         syslog(LOG_ERR, "ManagedDevice::_OpenJob. Failed to update job file: %s", path.c_str());
-    _jobChanged.Raise(*this, job.SummaryJSONstring());
+    return true;
 }
 
 jobsDaemonRtn_e ManagedDevice::OpenJob(const std::string& jobID, bool makeCurrent) {

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "daemon/ReturnCodes.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace FileRepairD {
+
+/// The file repair service, which checks and mends media files.
+class FileRepair {
+public:
+    /// Asks for a scan of folders on a device, and waits for the answer, not for the scan. Any thread may call. Returns
+    /// 0, or a negative errno when the service could not be asked, which is logged; `result` is its answer.
+    static int32_t CheckDevice(const std::string& deviceId, fileRepairDaemonRtn_e& result,
+                               const std::vector<std::string>& folders);
+};
+
+} // namespace FileRepairD
