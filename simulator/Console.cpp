@@ -53,6 +53,17 @@ constexpr Command commands[] = {
     {"jobfile-synced", 1, [](SimulatedUnit& unit, const Words& words) { unit.Sync().EmitJobFileSynced(words[0]); }},
 };
 
+/// The scans that the file repair service was asked for, on one line.
+std::string Scans(const FileRepairService& service) {
+    std::string line;
+    for (const CheckDeviceCall& check : service.CheckDeviceCalls()) {
+        line += (line.empty() ? "" : "; ") + check.objectPath;
+        for (const std::string& folder : check.folders)
+            line += " " + folder;
+    }
+    return line.empty() ? "none" : line;
+}
+
 /// At most `count` words; the last takes the rest of the line with its blanks, as paths have them.
 Words Split(const std::string& line, size_t count) {
     Words words;
@@ -74,6 +85,8 @@ std::string Console::Execute(const std::string& line) {
         _hasQuit = true;
         return "ok";
     }
+    if (name == "scans")
+        return Scans(_unit.FileRepair());
     const auto command =
         std::find_if(std::begin(commands), std::end(commands), [&](const Command& row) { return name == row.name; });
     if (command == std::end(commands))
