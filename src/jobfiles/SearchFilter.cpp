@@ -4,6 +4,7 @@
 #include "jobs/Scramble.h"
 
 #include <algorithm>
+#include <array>
 
 namespace dom = simdjson::dom;
 
@@ -22,6 +23,15 @@ uint8_t Folded(char c) { return lowerCase[static_cast<uint8_t>(c)]; }
 /// A text that was larger than job files are gives its storage back.
 constexpr size_t keptCapacity = 1024 * 1024;
 
+/// Private notes are an array of numbers. False only for a JSON text without an array that begins with one.
+bool MayHoldNotes(std::string_view text) {
+    constexpr std::string_view otherStarts = "{[\"]";
+    for (size_t array = text.find('['); array < text.size() - 1; array = text.find('[', array + 1))
+        if (otherStarts.find(text[array + 1]) == text.npos)
+            return true;
+    return false;
+}
+
 /// Every ID that an object may be taken to have: of a key that is given twice, a walk cannot tell which counts.
 void AddIds(const dom::element& value, std::vector<std::string>& ids) {
     dom::object object;
@@ -32,31 +42,36 @@ void AddIds(const dom::element& value, std::vector<std::string>& ids) {
             ids.emplace_back(text);
 }
 
+/// What texts in job files are made of, and job files themselves. Other characters count as rare.
+constexpr std::string_view fromCommonToRare = "\",: etaoinsrhldcum0123456789-fpgwybvkxjqz";
+
 } // namespace
 
 SearchFilter::SearchFilter(const std::string& term) {
     for (const char c : term)
         _term += static_cast<char>(Folded(c));
-    _skip.fill(std::max<size_t>(_term.size(), 1));
-    for (size_t i = 0; i + 1 < _term.size(); ++i)
-        _skip[static_cast<uint8_t>(_term[i])] = _term.size() - 1 - i;
+    if (_term.empty())
+        return;
+    const auto rarest = std::ranges::max_element(_term, {}, [](char c) { return fromCommonToRare.find(c); });
+    _pivotPlace = static_cast<size_t>(rarest - _term.begin());
+    _pivots += *rarest;
+    if (*rarest >= 'a' && *rarest <= 'z')
+        _pivots += static_cast<char>(*rarest - 'a' + 'A');
 }
 
-/// Horspool's search, on folded bytes.
+/// Looks for the rarest character of the term, which the C library does many at a time, and compares around it.
 bool SearchFilter::_Contains(std::string_view text) const {
-    const size_t length = _term.size();
-    if (length == 0)
-        return true;
-    for (size_t end = length; end <= text.size();) {
-        const uint8_t last = Folded(text[end - 1]);
-        size_t i = length;
-        while (i > 0 && Folded(text[end - length + i - 1]) == static_cast<uint8_t>(_term[i - 1]))
-            --i;
-        if (i == 0)
-            return true;
-        end += _skip[last];
-    }
-    return false;
+    if (_term.size() > text.size())
+        return false;
+    const auto startsAt = [this, text](size_t start) {
+        const std::string_view candidate = text.substr(start, _term.size());
+        return std::ranges::equal(candidate, _term, {}, Folded, Folded);
+    };
+    for (const char pivot : _pivots)
+        for (size_t at = text.find(pivot, _pivotPlace); at != text.npos; at = text.find(pivot, at + 1))
+            if (startsAt(at - _pivotPlace))
+                return true;
+    return _term.empty();
 }
 
 bool SearchFilter::RulesOut(const std::string& jobFilePath) {
@@ -69,6 +84,10 @@ bool SearchFilter::RulesOut(const std::string& jobFilePath) {
     if (_parser.Parse(_text).get(document) != simdjson::SUCCESS ||
         document.get_object().get(object) != simdjson::SUCCESS)
         return false;
+    // Without escapes, strings stand in the file as they are. With most files that is the end of it.
+    _stringsMayHold = _text.find('\\') != _text.npos || _Contains(_text);
+    if (!_stringsMayHold && !MayHoldNotes(_text))
+        return true;
     // Contacts are searched with this key; they have no private notes, but a file may hold what it likes.
     _keys = {"Irrelevant"};
     AddIds(document, _keys);
@@ -101,7 +120,7 @@ bool SearchFilter::_MayHoldInMedia(const dom::element& media) {
 bool SearchFilter::_MayHold(const dom::element& value) {
     switch (value.type()) {
     case dom::element_type::STRING:
-        return _Contains(value.get_string().value_unsafe());
+        return _stringsMayHold && _Contains(value.get_string().value_unsafe());
     case dom::element_type::OBJECT: {
         const dom::object object = value.get_object().value_unsafe();
         return _MayHold(object);

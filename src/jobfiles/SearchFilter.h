@@ -3,8 +3,6 @@
 #include "jobfiles/SearchTerm.h"
 #include "jobs/FastJson.h"
 
-#include <array>
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,12 +28,15 @@ private:
 
     /// Folded to lower case.
     std::string _term;
-    /// How far a window may move whose last byte is the index.
-    std::array<size_t, 256> _skip{};
+    /// Where in the term its rarest character stands, and the one or two forms of that.
+    size_t _pivotPlace = 0;
+    std::string _pivots;
     /// With which private notes may be decoded at the present place.
     std::vector<std::string> _keys;
     FastJsonParser _parser;
     std::string _text;
+    /// False when no string of the present file contains the term.
+    bool _stringsMayHold = true;
 };
 
 } // namespace JobsManagerD

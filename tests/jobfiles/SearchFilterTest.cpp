@@ -41,6 +41,14 @@ TEST_F(SearchFilterTest, EveryPlaceOfATermIsFound) {
             EXPECT_FALSE(RulesOut(text.substr(start, length), Json{{"notes", text}})) << text.substr(start, length);
 }
 
+TEST_F(SearchFilterTest, ATermIsFoundThatDoesNotStandInTheFileAsItIs) {
+    EXPECT_FALSE(RulesOutText("zebra", R"({"notes":"a \u007aebra"})"));
+    EXPECT_FALSE(RulesOut("say \"z", Json{{"notes", "say \"zebra\""}}));
+    const Json notes{{"id", "j"}, {"privateNotes", ScrambleBytes("dragon", "j")}};
+    EXPECT_FALSE(RulesOutText("dragon", notes.dump(4)));
+    EXPECT_TRUE(RulesOutText("zebra", notes.dump(4)));
+}
+
 TEST_F(SearchFilterTest, DecidesNothingWhereItCannotTell) {
     EXPECT_FALSE(SearchFilter("x").RulesOut((folder / "missing.json").string()));
     EXPECT_FALSE(RulesOutText("zebra", "{\"notes\":"));
