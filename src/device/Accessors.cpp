@@ -41,14 +41,26 @@ jobsDaemonRtn_e Run(Step& step, Job& job) {
 
 // The four shapes: read a job, change a job, read a media item, change a media item. ----------------------------------
 
-jobsDaemonRtn_e ManagedDevice::_FindOpenJob(const AccessorNames& names, const std::string& jobID,
-                                            std::shared_ptr<Job>& job) {
-    job = _FindJobOrLog(jobID, names.method);
-    if (!job)
+/// Opens the job when it is closed. A task may close it before it can be held; what the task does to it then decides
+/// whether it can be opened again.
+jobsDaemonRtn_e ManagedDevice::_OpenForUse(OpenedJob& opened) {
+    Job& job = *opened.job;
+    for (;;) {
+        const jobsDaemonRtn_e result = job.IsOpen() ? JOBS_RTN_SUCCEEDED : _OpenJob(opened.job, false);
+        if (result != JOBS_RTN_SUCCEEDED)
+            return result;
+        opened.use = std::unique_lock(job.DetailsLock());
+        if (job.IsOpen())
+            return JOBS_RTN_SUCCEEDED;
+        opened.use.unlock();
+    }
+}
+
+jobsDaemonRtn_e ManagedDevice::_FindOpenJob(const AccessorNames& names, const std::string& jobID, OpenedJob& opened) {
+    opened.job = _FindJobOrLog(jobID, names.method);
+    if (!opened.job)
         return JOBS_RTN_JOB_ID_NOT_FOUND;
-    if (job->IsOpen())
-        return JOBS_RTN_SUCCEEDED;
-    const jobsDaemonRtn_e result = _OpenJob(job, false);
+    const jobsDaemonRtn_e result = _OpenForUse(opened);
     if (result != JOBS_RTN_SUCCEEDED)
         syslog(LOG_ERR, "%s%s - Failed to open job with ID: %s", names.prefix, names.method, jobID.c_str());
     return result;
@@ -56,18 +68,18 @@ jobsDaemonRtn_e ManagedDevice::_FindOpenJob(const AccessorNames& names, const st
 
 template <typename Read>
 jobsDaemonRtn_e ManagedDevice::_ReadJob(const AccessorNames& names, const std::string& jobID, Read read) {
-    std::shared_ptr<Job> job;
-    const jobsDaemonRtn_e result = _FindOpenJob(names, jobID, job);
-    return result == JOBS_RTN_SUCCEEDED ? Run(read, *job) : result;
+    OpenedJob opened;
+    const jobsDaemonRtn_e result = _FindOpenJob(names, jobID, opened);
+    return result == JOBS_RTN_SUCCEEDED ? Run(read, *opened.job) : result;
 }
 
 template <typename Change>
 jobsDaemonRtn_e ManagedDevice::_ChangeJob(const AccessorNames& names, const std::string& jobID, Change change) {
-    std::shared_ptr<Job> job;
-    jobsDaemonRtn_e result = _FindOpenJob(names, jobID, job);
+    OpenedJob opened;
+    jobsDaemonRtn_e result = _FindOpenJob(names, jobID, opened);
     if (result == JOBS_RTN_SUCCEEDED)
-        result = Run(change, *job);
-    return result == JOBS_RTN_SUCCEEDED ? _SaveChange(names, *job) : result;
+        result = Run(change, *opened.job);
+    return result == JOBS_RTN_SUCCEEDED ? _SaveChange(names, *opened.job) : result;
 }
 
 jobsDaemonRtn_e ManagedDevice::_SaveChange(const AccessorNames& names, Job& job) {
@@ -78,30 +90,29 @@ jobsDaemonRtn_e ManagedDevice::_SaveChange(const AccessorNames& names, Job& job)
     return result;
 }
 
-jobsDaemonRtn_e ManagedDevice::GetMediaItem(const std::shared_ptr<Job>& job, const std::string& mediaID,
+jobsDaemonRtn_e ManagedDevice::GetMediaItem(OpenedJob& opened, const std::string& mediaID,
                                             std::shared_ptr<Media>& media) {
-    if (!job->IsOpen()) {
-        const jobsDaemonRtn_e result = _OpenJob(job, false);
-        if (result != JOBS_RTN_SUCCEEDED) {
-            syslog(LOG_ERR, "ManagedDevice::GetMediaItem - Failed to open job with ID: %s", job->Id().c_str());
-            return result;
-        }
+    const jobsDaemonRtn_e result = _OpenForUse(opened);
+    if (result != JOBS_RTN_SUCCEEDED) {
+        syslog(LOG_ERR, "ManagedDevice::GetMediaItem - Failed to open job with ID: %s", opened.job->Id().c_str());
+        return result;
     }
-    media = job->GetMediaItem(mediaID);
+    media = opened.job->GetMediaItem(mediaID);
     return media ? JOBS_RTN_SUCCEEDED : JOBS_RTN_MEDIA_ID_NOT_FOUND;
 }
 
-jobsDaemonRtn_e ManagedDevice::GetMediaItem(const std::string& jobID, const std::string& mediaID,
+jobsDaemonRtn_e ManagedDevice::GetMediaItem(const std::string& jobID, const std::string& mediaID, OpenedJob& opened,
                                             std::shared_ptr<Media>& media) {
-    const std::shared_ptr<Job> job = _FindJobOrLog(jobID, "GetMediaItem");
-    return job ? GetMediaItem(job, mediaID, media) : JOBS_RTN_JOB_ID_NOT_FOUND;
+    opened.job = _FindJobOrLog(jobID, "GetMediaItem");
+    return opened.job ? GetMediaItem(opened, mediaID, media) : JOBS_RTN_JOB_ID_NOT_FOUND;
 }
 
 template <typename Read>
 jobsDaemonRtn_e ManagedDevice::_ReadMedia(const char* method, const std::string& jobID, const std::string& mediaID,
                                           Read read) {
+    OpenedJob opened;
     std::shared_ptr<Media> media;
-    const jobsDaemonRtn_e result = GetMediaItem(jobID, mediaID, media);
+    const jobsDaemonRtn_e result = GetMediaItem(jobID, mediaID, opened, media);
     if (result == JOBS_RTN_SUCCEEDED)
         read(*media);
     else
@@ -110,12 +121,12 @@ jobsDaemonRtn_e ManagedDevice::_ReadMedia(const char* method, const std::string&
 }
 
 jobsDaemonRtn_e ManagedDevice::_FindMediaToChange(const char* method, const std::string& jobID,
-                                                  const std::string& mediaID, std::shared_ptr<Job>& job,
+                                                  const std::string& mediaID, OpenedJob& opened,
                                                   std::shared_ptr<Media>& media) {
-    job = _FindJobOrLog(jobID, method);
-    if (!job)
+    opened.job = _FindJobOrLog(jobID, method);
+    if (!opened.job)
         return JOBS_RTN_JOB_ID_NOT_FOUND;
-    const jobsDaemonRtn_e result = GetMediaItem(job, mediaID, media);
+    const jobsDaemonRtn_e result = GetMediaItem(opened, mediaID, media);
     if (result != JOBS_RTN_SUCCEEDED)
         syslog(LOG_ERR, "ManagedDevice::%s - GetMediaItem returned error code: %i", method, result);
     return result;
@@ -130,15 +141,15 @@ jobsDaemonRtn_e ManagedDevice::_SaveMediaChange(const char* method, Job& job) {
 
 jobsDaemonRtn_e ManagedDevice::_SetMediaText(const char* method, const std::string& jobID, const std::string& mediaID,
                                              std::string Media::*field, const std::string& text) {
-    std::shared_ptr<Job> job;
+    OpenedJob opened;
     std::shared_ptr<Media> media;
-    const jobsDaemonRtn_e result = _FindMediaToChange(method, jobID, mediaID, job, media);
+    const jobsDaemonRtn_e result = _FindMediaToChange(method, jobID, mediaID, opened, media);
     if (result != JOBS_RTN_SUCCEEDED)
         return result;
     (*media).*field = text;
     media->timestamp.modifiedTime = UtcTimeText();
-    job->SetModifiedTime(media->timestamp.modifiedTime);
-    return _SaveMediaChange(method, *job);
+    opened.job->SetModifiedTime(media->timestamp.modifiedTime);
+    return _SaveMediaChange(method, *opened.job);
 }
 
 // Jobs ---------------------------------------------------------------------------------------------------------------
@@ -312,13 +323,13 @@ jobsDaemonRtn_e ManagedDevice::SetMediaData(const std::string& jobID, const std:
 jobsDaemonRtn_e ManagedDevice::SetMediaIsIncludedInReport(const std::string& jobID, const std::string& mediaID,
                                                           bool included) {
     constexpr const char* method = "SetMediaIsIncludedInReport";
-    std::shared_ptr<Job> job;
+    OpenedJob opened;
     std::shared_ptr<Media> media;
-    const jobsDaemonRtn_e result = _FindMediaToChange(method, jobID, mediaID, job, media);
+    const jobsDaemonRtn_e result = _FindMediaToChange(method, jobID, mediaID, opened, media);
     if (result != JOBS_RTN_SUCCEEDED || media->isIncludedInReport == included)
         return result;
     media->isIncludedInReport = included;
-    return _SaveMediaChange(method, *job);
+    return _SaveMediaChange(method, *opened.job);
 }
 
 } // namespace JobsManagerD

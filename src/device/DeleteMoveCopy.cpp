@@ -67,10 +67,8 @@ jobsDaemonRtn_e ManagedDevice::DeleteJob(const std::string& jobID, bool emitStat
         syslog(LOG_ERR, "%s - Filesystem is read-only", "DeleteJob");
         return JOBS_RTN_READ_ONLY_FS;
     }
-    if (IsCurrentJob(jobID)) {
-        syslog(LOG_ERR, "%s - Job is current job (%s).", "DeleteJob", jobID.c_str());
+    if (_IsCurrentJobLogged(jobID, "DeleteJob"))
         return JOBS_RTN_CURRENT_JOB_PROTECTED;
-    }
     const std::shared_ptr<Job> job = _FindJobOrLog(jobID, "DeleteJob");
     if (!job)
         return JOBS_RTN_JOB_ID_NOT_FOUND;
@@ -79,14 +77,22 @@ jobsDaemonRtn_e ManagedDevice::DeleteJob(const std::string& jobID, bool emitStat
         return JOBS_RTN_LOCKED_JOB;
     }
     const std::lock_guard lock(job->Lock());
+    // A client may have made it current before the lock was had.
+    if (_IsCurrentJobLogged(jobID, "DeleteJob"))
+        return JOBS_RTN_CURRENT_JOB_PROTECTED;
     return DeleteJobInternal(job, jobID, emitStats);
 }
 
+bool ManagedDevice::_IsCurrentJobLogged(const std::string& jobID, const char* method) const {
+    const bool isCurrent = IsCurrentJob(jobID);
+    if (isCurrent)
+        syslog(LOG_ERR, "%s - Job is current job (%s).", method, jobID.c_str());
+    return isCurrent;
+}
+
 jobsDaemonRtn_e ManagedDevice::_CheckNoPlaybackWithin(const std::string& folder, const char* method) const {
-    int32_t state = 0;
     std::string filename;
-    if (VideoDaemonDbusHandler::GetPlaybackState(state) < 0 ||
-        (VideoDaemonDbusHandler::IsActive(state) && VideoDaemonDbusHandler::GetPlaybackFilename(filename) < 0)) {
+    if (VideoDaemonDbusHandler::GetPlayingFilename(filename) < 0) {
         syslog(LOG_ERR, "%s - Dbus comms error", method);
         return JOBS_RTN_DBUS_ERROR;
     }
@@ -238,15 +244,14 @@ jobsDaemonRtn_e ManagedDevice::_CheckDevices(const ManagedDevice& destDevice, co
         syslog(LOG_ERR, "%s - destination filesystem is read-only", transferName);
         return JOBS_RTN_READ_ONLY_FS;
     }
-    if (isMove && IsCurrentJob(jobID)) {
-        syslog(LOG_ERR, "%s - Job is current job (%s).", transferName, jobID.c_str());
-        return JOBS_RTN_CURRENT_JOB_PROTECTED;
-    }
-    return JOBS_RTN_SUCCEEDED;
+    return isMove && _IsCurrentJobLogged(jobID, transferName) ? JOBS_RTN_CURRENT_JOB_PROTECTED : JOBS_RTN_SUCCEEDED;
 }
 
 /// A job that is copied stays in use; one that is moved must not be.
 jobsDaemonRtn_e ManagedDevice::_ReleaseForMove(const std::shared_ptr<Job>& job) {
+    // A client may have made it current before the lock was had.
+    if (_IsCurrentJobLogged(job->Id(), transferName))
+        return JOBS_RTN_CURRENT_JOB_PROTECTED;
     if (job->IsLocked()) {
         syslog(LOG_ERR, "%s - Job is locked", transferName);
         return JOBS_RTN_LOCKED_JOB;

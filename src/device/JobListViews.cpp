@@ -102,10 +102,11 @@ jobsDaemonRtn_e ManagedDevice::GetSearchResultsJSONstring(uint16_t startIdx, uin
 }
 
 jobsDaemonRtn_e ManagedDevice::GetJobJSONstring(const std::string& jobID, std::string& text) {
-    std::shared_ptr<Job> job;
-    const jobsDaemonRtn_e result = _FindOpenJob("GetJobJSONstring", jobID, job);
+    OpenedJob opened;
+    const jobsDaemonRtn_e result = _FindOpenJob("GetJobJSONstring", jobID, opened);
     if (result != JOBS_RTN_SUCCEEDED)
         return result;
+    const std::shared_ptr<Job>& job = opened.job;
     json object = job->ToJson(JSON_MODE_CLIENT);
     object["jobFolderPath"] = job->JobFolderPath();
     object["jobUrl"] = JobUrl(*job);
@@ -116,15 +117,13 @@ jobsDaemonRtn_e ManagedDevice::GetJobJSONstring(const std::string& jobID, std::s
 
 jobsDaemonRtn_e ManagedDevice::GetMediaItemJSONstring(const std::string& jobID, const std::string& mediaID,
                                                       std::string& text) {
+    OpenedJob opened;
     std::shared_ptr<Media> media;
-    const jobsDaemonRtn_e result = GetMediaItem(jobID, mediaID, media);
+    const jobsDaemonRtn_e result = GetMediaItem(jobID, mediaID, opened, media);
     if (result != JOBS_RTN_SUCCEEDED)
         return result;
     json object = ToJson(*media, JSON_MODE_CLIENT);
-    const std::shared_ptr<Job> job = _FindJobOrLog(jobID, "GetMediaItemJSONstring");
-    if (!job)
-        return JOBS_RTN_JOB_ID_NOT_FOUND;
-    AddMediaPlaces(*job, object);
+    AddMediaPlaces(*opened.job, object);
     text = CompactDump(object);
     return JOBS_RTN_SUCCEEDED;
 }

@@ -257,6 +257,11 @@ private:
     struct AccessorNames;
     struct MediaRegistration;
     struct IndexTimes;
+    /// A job that no task closes as long as this lives.
+    struct OpenedJob {
+        std::shared_ptr<Job> job;
+        std::unique_lock<std::mutex> use;
+    };
     struct Transfer;
     struct TransferKind;
     static const TransferKind _moving;
@@ -291,6 +296,7 @@ private:
     jobsDaemonRtn_e _CheckNoRecordingInto(const Job& job) const;
 
     // Deleting, moving and copying one job
+    bool _IsCurrentJobLogged(const std::string& jobID, const char* method) const;
     jobsDaemonRtn_e _CheckNoPlaybackWithin(const std::string& folder, const char* method) const;
     jobsDaemonRtn_e DeleteJobInternal(const std::shared_ptr<Job>& job, const std::string& jobID, bool emitStats);
     bool _MakeTrash(const std::string& trash, const std::string& jobInTrash) const;
@@ -356,19 +362,20 @@ private:
     jobsDaemonRtn_e _CheckNoPlaybackFrom(const std::vector<std::string>& files) const;
 
     // Accessors
-    jobsDaemonRtn_e _FindOpenJob(const AccessorNames& names, const std::string& jobID, std::shared_ptr<Job>& job);
+    jobsDaemonRtn_e _OpenForUse(OpenedJob& opened);
+    jobsDaemonRtn_e _FindOpenJob(const AccessorNames& names, const std::string& jobID, OpenedJob& opened);
     template <typename Read>
     jobsDaemonRtn_e _ReadJob(const AccessorNames& names, const std::string& jobID, Read read);
     template <typename Change>
     jobsDaemonRtn_e _ChangeJob(const AccessorNames& names, const std::string& jobID, Change change);
     jobsDaemonRtn_e _SaveChange(const AccessorNames& names, Job& job);
-    jobsDaemonRtn_e GetMediaItem(const std::shared_ptr<Job>& job, const std::string& mediaID,
+    jobsDaemonRtn_e GetMediaItem(OpenedJob& opened, const std::string& mediaID, std::shared_ptr<Media>& media);
+    jobsDaemonRtn_e GetMediaItem(const std::string& jobID, const std::string& mediaID, OpenedJob& opened,
                                  std::shared_ptr<Media>& media);
-    jobsDaemonRtn_e GetMediaItem(const std::string& jobID, const std::string& mediaID, std::shared_ptr<Media>& media);
     template <typename Read>
     jobsDaemonRtn_e _ReadMedia(const char* method, const std::string& jobID, const std::string& mediaID, Read read);
     jobsDaemonRtn_e _FindMediaToChange(const char* method, const std::string& jobID, const std::string& mediaID,
-                                       std::shared_ptr<Job>& job, std::shared_ptr<Media>& media);
+                                       OpenedJob& opened, std::shared_ptr<Media>& media);
     jobsDaemonRtn_e _SaveMediaChange(const char* method, Job& job);
     jobsDaemonRtn_e _SetMediaText(const char* method, const std::string& jobID, const std::string& mediaID,
                                   std::string Media::*field, const std::string& text);

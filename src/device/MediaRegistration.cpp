@@ -164,14 +164,12 @@ jobsDaemonRtn_e ManagedDevice::UpdateMediaFileSizes(const std::string& filePath)
 }
 
 jobsDaemonRtn_e ManagedDevice::_CheckNoPlaybackFrom(const std::vector<std::string>& files) const {
-    int32_t state = 0;
     std::string playing;
-    if (VideoDaemonDbusHandler::GetPlaybackState(state) < 0 ||
-        (VideoDaemonDbusHandler::IsActive(state) && VideoDaemonDbusHandler::GetPlaybackFilename(playing) < 0)) {
+    if (VideoDaemonDbusHandler::GetPlayingFilename(playing) < 0) {
         syslog(LOG_ERR, "ManagedDevice::DeleteMediaItem - Dbus comms error");
         return JOBS_RTN_DBUS_ERROR;
     }
-    if (!VideoDaemonDbusHandler::IsActive(state) || std::ranges::find(files, playing) == files.end())
+    if (playing.empty() || std::ranges::find(files, playing) == files.end())
         return JOBS_RTN_SUCCEEDED;
     syslog(LOG_ERR, "ManagedDevice::DeleteMediaItem - Playback active from file assocaited with media item %s",
            playing.c_str());
@@ -182,8 +180,9 @@ jobsDaemonRtn_e ManagedDevice::DeleteMediaItem(const std::string& jobID, const s
     const std::shared_ptr<Job> job = _FindJobOrLog(jobID, "DeleteMediaItem");
     if (!job)
         return JOBS_RTN_JOB_ID_NOT_FOUND;
+    OpenedJob opened{job, {}};
     std::shared_ptr<Media> media;
-    const jobsDaemonRtn_e got = GetMediaItem(job, mediaID, media);
+    const jobsDaemonRtn_e got = GetMediaItem(opened, mediaID, media);
     if (got != JOBS_RTN_SUCCEEDED) {
         syslog(LOG_ERR, "ManagedDevice::DeleteMediaItem - GetMediaItem returned error code: %i", got);
         return got;

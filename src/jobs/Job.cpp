@@ -115,6 +115,7 @@ void Job::SetDetails(JobDetails details) {
 }
 
 void Job::ClearDetails() {
+    const std::lock_guard lock(_detailsLock);
     _details.reset();
     _isOpen = false;
 }

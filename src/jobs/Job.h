@@ -62,8 +62,8 @@ struct JobDetails {
 /// One job in memory. A `ManagedDevice` holds one for each job on its card, most of them as summaries.
 ///
 /// Threads: the summary and the paths may be read and changed on any thread, each access under a leaf lock of the job;
-/// the ID stays as it is once the job is in a list. The details belong to whoever holds `Lock()` or works on the
-/// main thread with the open job. The open flag is atomic.
+/// the ID stays as it is once the job is in a list. The details belong to whoever holds `Lock()`, with the job
+/// closed, or `DetailsLock()`, with the job open. The open flag is atomic.
 class Job {
 public:
     explicit Job(std::string jobFilePath = {});
@@ -72,6 +72,10 @@ public:
 
     /// Taken by `ManagedDevice` around opening and removal; never taken by the job itself.
     std::mutex& Lock() { return _lock; }
+
+    /// Held by the main thread while it works on the details of an open job, against a task that closes the job
+    /// meanwhile. `ClearDetails` takes it.
+    std::mutex& DetailsLock() { return _detailsLock; }
 
     bool IsOpen() const { return _isOpen; }
     void SetOpen(bool open) { _isOpen = open; }
@@ -200,6 +204,7 @@ private:
 
     /// Allocated when the job is opened: a summary does not pay for it.
     std::unique_ptr<JobDetails> _details;
+    std::mutex _detailsLock;
 };
 
 } // namespace JobsManagerD

@@ -36,4 +36,11 @@ int32_t VideoDaemonDbusHandler::GetPhotoTalkFilename(std::string& filename) {
 
 int32_t VideoDaemonDbusHandler::GetAutoLogFilename(std::string& filename) { return Read("AutoLogFilename", filename); }
 
+int32_t VideoDaemonDbusHandler::GetPlayingFilename(std::string& filename) {
+    filename.clear();
+    int32_t state = 0;
+    const int32_t result = GetPlaybackState(state);
+    return result < 0 || !IsActive(state) ? result : GetPlaybackFilename(filename);
+}
+
 } // namespace Videod

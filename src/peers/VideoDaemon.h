@@ -19,6 +19,9 @@ public:
     static int32_t GetPhotoTalkFilename(std::string& filename);
     static int32_t GetAutoLogFilename(std::string& filename);
 
+    /// The file that is being played; empty when none is.
+    static int32_t GetPlayingFilename(std::string& filename);
+
     static bool IsActive(int32_t state) { return state == 1 || state == 2; }
 };
 

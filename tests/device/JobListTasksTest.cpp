@@ -193,6 +193,27 @@ TEST_F(JobListTasksTest, ReadOnlyCardsAreRefused) {
     EXPECT_EQ(service.Card("back").List().size(), 5u);
 }
 
+/// Clients go on reading, changing and opening jobs while a task takes them away.
+TEST_F(JobListTasksTest, AJobInUseIsTakenFromUnderNobody) {
+    for (int round = 0; round < 5; ++round) {
+        ASSERT_EQ(Code("MoveAllJobs", round % 2 == 0 ? "front" : "back", round % 2 == 0 ? "back" : "front"), 0);
+        while (service.DeviceProperty("front", "DeviceState") != "Idle" ||
+               service.DeviceProperty("back", "DeviceState") != "Idle")
+            for (const std::string& id : five)
+                for (const char* card : {"front", "back"}) {
+                    Text("GetJobContacts", card, id);
+                    Code("SetJobNotes", card, id, "changed meanwhile");
+                    if (OpenJob({id, {}}, card) == 0) {
+                        EXPECT_EQ(std::get<0>(Text("GetJobNotes", card, id)), 0) << "the current job is protected";
+                        CloseJob();
+                    }
+                }
+    }
+    const size_t onFront = service.Card("front").List().size();
+    EXPECT_EQ(onFront + service.Card("back").List().size(), five.size()) << "each is on one card";
+    EXPECT_EQ(Stats()["nRuvoJobs"], onFront);
+}
+
 /// Whichever card goes in the middle, the task ends, the service lives on, and the next mount shows what is there.
 TEST_F(JobListTasksTest, ACardPulledInTheMiddleTakesNothingWithIt) {
     for (const std::string pulled : {"back", "front"}) {
