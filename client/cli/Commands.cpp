@@ -1,0 +1,151 @@
+#include "Runs.h"
+#include "Views.h"
+
+namespace TarnJobs {
+namespace {
+
+using Kind = Argument::Kind;
+using Offer = Argument::Offer;
+
+constexpr std::pair<int32_t, int32_t> page{0, 65535};
+constexpr std::pair<int32_t, int32_t> contactIDs{1, 255};
+constexpr std::pair<int32_t, int32_t> readings{INT32_MIN, INT32_MAX};
+
+const Argument device{Kind::option, "-d,--device", "DEVICE", "The device; the target when left out", Offer::devices};
+const Argument source{Kind::option, "-d,--device", "DEVICE",
+                      "The device that the jobs lie on; the target when left out", Offer::devices};
+const Argument destination{Kind::option, "-t,--to", "DEVICE", "The device that they go to", Offer::devices};
+const Argument job{Kind::option, "-j,--job", "JOB", "The job; the device's current one when left out", Offer::jobs};
+const Argument media{Kind::option, "-m,--media", "MEDIA", "A media item of the job"};
+const Argument jobs{Kind::words, "JOB", "", "The jobs", Offer::jobs};
+const Argument all{Kind::flag, "-a,--all", "", "All jobs of the device"};
+const Argument contactJson{Kind::word, "JSON", "", "The contact; - reads standard input"};
+const Argument contactID{Kind::word, "CONTACT", "", "The contact's ID", Offer::nothing, {}, contactIDs};
+const Argument start{Kind::option, "--start", "INDEX", "Where in the list to begin, from 0", Offer::nothing, {}, page};
+const Argument limit{Kind::option, "--limit", "COUNT", "How many at most; 0 is all", Offer::nothing, {}, page};
+const Argument noWait{Kind::flag, "--no-wait", "", "Return when the work has begun"};
+
+std::vector<Command> MakeCommands() {
+    return {
+        // clang-format off
+        {"Devices", "devices", "List the mounted devices; * marks the target",
+            {}, Runs::Devices, ShowDevices},
+        {"Devices", "target", "Show the target device, or change it",
+            {{Kind::optionalWord, "DEVICE", "", "The new target", Offer::devices}}, Runs::Target, ShowTree},
+        {"Devices", "index", "Find the jobs of a device anew",
+            {device, noWait}, Runs::Index, ShowTree},
+        {"Devices", "convert", "Convert the older jobs of a device to the current format",
+            {device, noWait}, Runs::Convert, ShowTree},
+        {"Devices", "cancel", "End the work on many jobs that goes on on a device; of a move or a copy, the source",
+            {device}, Runs::Cancel, ShowNothing},
+        {"Devices", "watch", "Tell what happens, as it happens",
+            {{Kind::option, "-n,--count", "COUNT", "End after so many events", Offer::nothing, {}, {{1, INT32_MAX}}}},
+            Runs::Watch, ShowEvent},
+
+        {"The current job", "create", "Create a job and make it the current one; print its ID",
+            {{Kind::optionalWord, "NAME", "", "Its name; the unit's default name when left out"}, device},
+            Runs::Create, ShowId},
+        {"The current job", "open", "Make a job the current one; print its ID",
+            {{Kind::word, "JOB", "", "The job", Offer::jobs}, device}, Runs::Open, ShowId},
+        {"The current job", "close", "Close the current job; print its ID",
+            {}, Runs::Close, ShowId},
+        {"The current job", "current", "Print the ID of the current job",
+            {}, Runs::Current, ShowId},
+
+        {"Jobs", "list", "List the jobs of a device",
+            {device,
+             {Kind::option, "-s,--sort", "TIME", "What to sort by", Offer::nothing, {"created", "modified"}},
+             {Kind::flag, "-a,--ascending", "", "The earliest first"}, start, limit}, Runs::List, ShowJobs},
+        {"Jobs", "stats", "Count the jobs of a device",
+            {device}, Runs::Stats, ShowTree},
+        {"Jobs", "show", "Show a job whole, or one of its media items",
+            {device, job, media}, Runs::Show, ShowTree},
+        {"Jobs", "folder", "Print the path of a job's folder",
+            {device, job}, Runs::Folder, ShowTree},
+        {"Jobs", "counts", "Count the media of a job",
+            {device, job}, Runs::Counts, ShowTree},
+        {"Jobs", "get", "Print a field of a job or of a media item",
+            {{Kind::word, "FIELD", "", "The field", Offer::nothing, Runs::FieldNames()}, device, job, media},
+            Runs::Get, ShowTree},
+        {"Jobs", "set", "Set a field of a job or of a media item",
+            {{Kind::word, "FIELD", "", "The field", Offer::nothing, Runs::FieldNames()},
+             {Kind::word, "VALUE", "", "Its value: true or false, JSON, or a text; - reads standard input"},
+             device, job, media}, Runs::Set, ShowNothing},
+        {"Jobs", "clear", "Take something off a job",
+            {{Kind::word, "FIELD", "", "The field", Offer::nothing, Runs::ClearableNames()}, device, job},
+            Runs::Clear, ShowNothing},
+        {"Jobs", "contacts", "Show the contacts of a job",
+            {device, job}, Runs::Contacts, ShowTree},
+        {"Jobs", "contact", "Show one contact of a job",
+            {contactID, device, job}, Runs::Contact, ShowTree},
+        {"Jobs", "add-contact", "Add a contact to a job; print its ID",
+            {contactJson, device, job}, Runs::AddContact, ShowId},
+        {"Jobs", "update-contact", "Replace the contact that has the JSON's \"id\"",
+            {contactJson, device, job}, Runs::UpdateContact, ShowNothing},
+        {"Jobs", "remove-contact", "Remove a contact from a job",
+            {contactID, device, job}, Runs::RemoveContact, ShowNothing},
+
+        {"Media", "new-media", "Print a free path in the current job for new media, without extension",
+            {}, Runs::NewMedia, ShowTree},
+        {"Media", "add", "Register a media item in the current job; print its ID",
+            {{Kind::word, "KIND", "", "What it is", Offer::nothing, Runs::MediaKinds()},
+             {Kind::word, "NAME", "", "Its name"},
+             {Kind::words, "FILE", "", "Of a snapshot the image. Of a video or an autolog the video, the recovery file, "
+                                       "the thumbnail. Of a photo-talk the sound, the recovery file, the image. "
+                                       "But for a snapshot, a data file may follow", Offer::files},
+             {Kind::option, "--roll", "DEGREES", "Roll angle of the camera", Offer::nothing, {}, readings},
+             {Kind::option, "--inclinometer", "DEGREES", "Inclinometer of the camera", Offer::nothing, {}, readings},
+             {Kind::option, "--distance", "ABSOLUTE RELATIVE", "The reel counter", Offer::nothing, {}, readings, 2}},
+            Runs::Add, ShowId},
+        {"Media", "media-id", "Print the ID of the current job's media item that has a file",
+            {{Kind::word, "FILE", "", "The file", Offer::files}}, Runs::MediaID, ShowId},
+        {"Media", "update-sizes", "Have the sizes of the media item that has a file measured anew",
+            {{Kind::word, "FILE", "", "The file", Offer::files}}, Runs::UpdateSizes, ShowNothing},
+        {"Media", "delete-media", "Delete a media item with its files",
+            {{Kind::word, "MEDIA", "", "The media item"}, device, job}, Runs::DeleteMedia, ShowNothing},
+
+        {"Search", "search", "Search the jobs of a device and list those found",
+            {{Kind::word, "TEXT", "", "What to look for"}, device,
+             {Kind::option, "--in", "FIELD", "Where to look, as customer.lastName; everywhere when left out"},
+             {Kind::option, "--match", "HOW", "Where in a field it must stand", Offer::nothing,
+              {"contains", "starts", "exactly"}},
+             {Kind::flag, "-c,--case-sensitive", "", "Tell large letters from small ones"}, limit, noWait},
+            Runs::Search, ShowJobs},
+        {"Search", "results", "List what the last search of a device has found",
+            {device, start, limit}, Runs::Results, ShowJobs},
+        {"Search", "search-stats", "Tell of the last search of a device",
+            {device}, Runs::SearchStats, ShowTree},
+
+        {"One or many jobs", "delete", "Delete jobs; Ctrl-C cancels what is left of many",
+            {jobs, all, source}, Runs::Delete, ShowBulk},
+        {"One or many jobs", "move", "Move jobs to another device; Ctrl-C cancels what is left of many",
+            {jobs, all, source, destination}, Runs::Move, ShowBulk},
+        {"One or many jobs", "copy", "Copy jobs to another device; Ctrl-C cancels what is left of many",
+            {jobs, all, source, destination}, Runs::Copy, ShowBulk},
+        // clang-format on
+    };
+}
+
+} // namespace
+
+const std::vector<Command>& Commands() {
+    static const std::vector<Command> commands = MakeCommands();
+    return commands;
+}
+
+const std::vector<Argument>& ProgramOptions() {
+    static const std::vector<Argument> options{
+        {Kind::flag, "--json", "", "Print results as JSON, a line per value; failures too, on standard error"},
+        {Kind::option,
+         "--timeout",
+         "SECONDS",
+         "How long a call may take; as long as it takes when left out",
+         Offer::nothing,
+         {},
+         {{1, 86400}}},
+        {Kind::option, "--address", "BUS", "The address of the bus; the user's bus when left out"},
+    };
+    return options;
+}
+
+} // namespace TarnJobs

@@ -1,0 +1,71 @@
+#include "EventLoop.h"
+
+#include "ExitCodes.h"
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+using namespace libjobsdaemon;
+
+namespace TarnJobs {
+
+std::string ChangedText(const Event& event, const std::string& device, const std::string& property) {
+    const auto* const changed = std::get_if<PropertyChanged>(&event);
+    if (!changed || changed->deviceID != device || changed->name != property)
+        return "";
+    const auto* const text = std::get_if<std::string>(&changed->value);
+    return text ? *text : "";
+}
+
+void RefuseRemoved(const Event& event, const std::string& device) {
+    const auto* const removed = std::get_if<DeviceRemoved>(&event);
+    if (removed && removed->deviceID == device)
+        throw Refused(JOBS_RTN_DEVICE_NOT_FOUND);
+}
+
+EventLoop::EventLoop(JobsManager& service) : _service(service) {
+    sigset_t interrupt;
+    sigemptyset(&interrupt);
+    sigaddset(&interrupt, SIGINT);
+    sigprocmask(SIG_BLOCK, &interrupt, &_before);
+    _interruptDescriptor = signalfd(-1, &interrupt, SFD_CLOEXEC | SFD_NONBLOCK);
+    _service.Subscribe();
+}
+
+EventLoop::~EventLoop() {
+    close(_interruptDescriptor);
+    sigprocmask(SIG_SETMASK, &_before, nullptr);
+}
+
+void EventLoop::Run(const std::function<bool(const Event&)>& take, const std::function<void()>& onInterrupt) {
+    while (true) {
+        for (const Event& event : _service.Process()) {
+            if (take(event))
+                return;
+            if (std::holds_alternative<ServiceStopped>(event))
+                throw ServiceNotRunning("the jobs service ended meanwhile");
+        }
+        _Wait();
+        if (_WasInterrupted()) {
+            sigprocmask(SIG_SETMASK, &_before, nullptr);
+            onInterrupt();
+        }
+    }
+}
+
+bool EventLoop::_WasInterrupted() const {
+    signalfd_siginfo information;
+    return read(_interruptDescriptor, &information, sizeof information) > 0;
+}
+
+void EventLoop::_Wait() const {
+    pollfd sources[] = {{_service.Fd(), _service.PollEvents(), 0}, {_interruptDescriptor, POLLIN, 0}};
+    timespec limit{};
+    const auto timeout = _service.Timeout();
+    if (timeout)
+        limit = {timeout->count() / 1000000, timeout->count() % 1000000 * 1000};
+    ppoll(sources, std::size(sources), timeout ? &limit : nullptr, nullptr);
+}
+
+} // namespace TarnJobs

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "libjobsdaemon/ReturnCodes.h"
+
+#include <stdexcept>
+#include <string>
+
+// How the program ends, for scripts to test.
+
+namespace TarnJobs {
+
+enum ExitCode {
+    exitSucceeded = 0,
+    exitIncomplete = 1,
+    exitWrongArguments = 2,
+    exitNotRunning = 3,
+    exitTimedOut = 4,
+    exitMalformedCall = 5,
+    exitOtherFailure = 6,
+    exitRefused = 100, ///< plus the return code of the service
+    exitCancelled = 130,
+};
+
+struct ExitCodeRow {
+    const char* code;
+    const char* meaning;
+};
+
+/// What the manual tells of the codes.
+inline constexpr ExitCodeRow exitCodeRows[] = {
+    {"0", "The command was done."},
+    {"1", "Some of many jobs could not be done, or another search has taken the place of this one."},
+    {"2", "The arguments are wrong; nothing was done."},
+    {"3", "The service is not running, or the bus cannot be reached."},
+    {"4", "The service has not replied within --timeout; it may still do what was asked."},
+    {"5", "The call itself was at fault, such as a path that must not be empty."},
+    {"6", "The service answered in a way that this program does not know."},
+    {"130", "The work on many jobs was cancelled by Ctrl-C."},
+    {"101 to 129", "The service refused, with the return code that is the exit code less 100:"},
+};
+
+/// What people can do about a code, or what it means; the empty text for codes that say it all.
+const char* HintOf(int32_t code);
+
+/// The service has answered with a code other than success.
+class Refused : public std::runtime_error {
+public:
+    explicit Refused(int32_t code) : std::runtime_error(libjobsdaemon::ReturnCodeText(code)), _code(code) {}
+    int32_t Code() const { return _code; }
+
+private:
+    int32_t _code;
+};
+
+/// Wrong arguments that only a command itself can tell.
+class WrongArguments : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+inline void Check(int32_t code) {
+    if (code != libjobsdaemon::JOBS_RTN_SUCCEEDED)
+        throw Refused(code);
+}
+
+/// The answer, which must not be a refusal.
+template <typename Result>
+Result Checked(Result result) {
+    Check(result.code);
+    return result;
+}
+
+} // namespace TarnJobs
