@@ -1,5 +1,7 @@
 #include "device/ServiceTest.h"
 
+#include <regex>
+
 namespace Testing {
 namespace {
 
@@ -21,6 +23,22 @@ TEST_F(InterfaceXmlTest, TheShippedFilesAreWhatTheServiceDeclares) {
         EXPECT_NE(declared, "");
         EXPECT_EQ(InterfaceIn(Read(std::string(TARN_INTERFACES) + "/" + name + ".xml"), name), declared);
     }
+}
+
+TEST_F(InterfaceXmlTest, ThePageOnTheInterfaceHasAllOfIt) {
+    const std::string page = Read(TARN_INTERFACE_PAGE);
+    const std::regex member("<(method|property|signal) name=\"([A-Za-z]+)\"");
+    size_t members = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(TARN_INTERFACES)) {
+        const std::string xml = Read(entry.path());
+        for (std::sregex_iterator found(xml.begin(), xml.end(), member), end; found != end; ++found, ++members) {
+            const std::string name = (*found)[2];
+            EXPECT_NE(page.find("`" + name + "`"), std::string::npos) << name << " is not told of";
+            const std::string example = (*found)[1] == "method" ? "call " + name : name;
+            EXPECT_NE(page.find(example), std::string::npos) << name << " has no example";
+        }
+    }
+    EXPECT_EQ(members, 77 + 5u);
 }
 
 } // namespace
