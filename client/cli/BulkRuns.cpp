@@ -33,14 +33,22 @@ public:
             Check(_calls.one(_session.service, _source, _destination, jobs[0]));
             return _Told(false, 1, 1);
         }
+        if (_session.given.Has("no-wait")) {
+            _Start(jobs);
+            return {};
+        }
         EventLoop loop(_session.service);
-        Check(jobs.empty() ? _calls.all(_session.service, _source, _destination)
-                           : _calls.many(_session.service, _source, _destination, jobs));
+        _Start(jobs);
         loop.Run([this](const Event& event) { return _Take(event); }, [this] { _session.service.CancelCMD(_source); });
         return _Told(_finished.isCancelled, _finished.done, _finished.total);
     }
 
 private:
+    void _Start(const Texts& jobs) const {
+        Check(jobs.empty() ? _calls.all(_session.service, _source, _destination)
+                           : _calls.many(_session.service, _source, _destination, jobs));
+    }
+
     bool _Take(const Event& event) {
         RefuseRemoved(event, _source);
         if (const auto* progress = std::get_if<ListProgress>(&event); progress && _IsOurs(*progress)) {

@@ -38,7 +38,7 @@ std::vector<Command> MakeCommands() {
             {device, noWait}, Runs::Convert, ShowTree},
         {"Devices", "cancel", "End the work on many jobs that goes on on a device; of a move or a copy, the source",
             {device}, Runs::Cancel, ShowNothing},
-        {"Devices", "watch", "Tell what happens, as it happens",
+        {"Devices", "watch", "Tell what happens, as it happens; standard error says when it listens",
             {{Kind::option, "-n,--count", "COUNT", "End after so many events", Offer::nothing, {}, {{1, INT32_MAX}}}},
             Runs::Watch, ShowEvent},
 
@@ -117,11 +117,11 @@ std::vector<Command> MakeCommands() {
             {device}, Runs::SearchStats, ShowTree},
 
         {"One or many jobs", "delete", "Delete jobs; Ctrl-C cancels what is left of many",
-            {jobs, all, source}, Runs::Delete, ShowBulk},
+            {jobs, all, source, noWait}, Runs::Delete, ShowBulk},
         {"One or many jobs", "move", "Move jobs to another device; Ctrl-C cancels what is left of many",
-            {jobs, all, source, destination}, Runs::Move, ShowBulk},
+            {jobs, all, source, destination, noWait}, Runs::Move, ShowBulk},
         {"One or many jobs", "copy", "Copy jobs to another device; Ctrl-C cancels what is left of many",
-            {jobs, all, source, destination}, Runs::Copy, ShowBulk},
+            {jobs, all, source, destination, noWait}, Runs::Copy, ShowBulk},
         // clang-format on
     };
 }

@@ -5,6 +5,7 @@
 #include "Runs.h"
 
 #include <csignal>
+#include <iostream>
 
 using namespace libjobsdaemon;
 
@@ -76,6 +77,7 @@ Outcome Cancel(const Session& session) { return Done(session.service.CancelCMD(s
 Outcome Watch(const Session& session) {
     int32_t left = session.given.Number("count", -1);
     session.service.Subscribe();
+    std::cerr << "Listening." << std::endl;
     while (true)
         for (const Event& event : session.service.WaitForEvents(std::chrono::hours(1))) {
             session.output.Tell(EventJson(event));

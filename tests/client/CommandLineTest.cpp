@@ -148,6 +148,7 @@ const Row rows[] = {
      1},
     {"tarn-jobs set locked false -j $job -d back && tarn-jobs delete --all -d back", "1 of 1 jobs\n"},
     {"tarn-jobs delete --all -d back", "0 of 0 jobs\n"},
+    {"tarn-jobs copy --all --to back --no-wait && tarn-jobs cancel", ""},
     {"tarn-jobs move --all", "", 2},
     {"tarn-jobs delete $job --all", "", 2},
     {"tarn-jobs --json list", "[{\"id\":\"$job\",*\"name\":\"Side Street\",*}]\n"},
@@ -191,25 +192,25 @@ TEST_F(CommandLineTest, EveryCommandDoesItsWork) {
 
 TEST_F(CommandLineTest, WatchTellsEverySignal) {
     const pid_t watching = Start("tarn-jobs watch -n 1; exec tarn-jobs watch --json");
-    const auto waitFor = [this](const std::string& text, auto meanwhile) {
+    const auto waitFor = [this](const char* file, const std::string& text) {
         const auto end = std::chrono::steady_clock::now() + deadline;
-        while (folder.Read("out").find(text) == std::string::npos && std::chrono::steady_clock::now() < end)
-            meanwhile();
+        while (folder.Read(file).find(text) == std::string::npos && std::chrono::steady_clock::now() < end)
+            Call("GetTargetDeviceID");
     };
-    // When it listens shows by what it tells.
-    const auto changeTarget = [this] { Code("SetTargetDeviceID", "back"), Code("SetTargetDeviceID", "front"); };
-    waitFor("PropertyChanged  property=TargetDeviceID  value=", changeTarget);
-    waitFor("{\"event\":\"PropertyChanged\",\"device\":\"\",\"property\":\"TargetDeviceID\",", changeTarget);
+    waitFor("err", "Listening.\n");
+    ASSERT_EQ(Code("SetTargetDeviceID", "back"), 0);
+    waitFor("err", "Listening.\nListening.\n");
     CreateJob("A", "front");
     ASSERT_EQ(Code("SetJobName", "", "", "B"), 0);
     CloseJob();
     const std::string closed = R"("property":"CurrentJobID","value":""})";
-    waitFor(closed, [this] { Call("GetTargetDeviceID"); });
+    waitFor("out", closed);
     kill(watching, SIGINT);
     const Ended ended = End(watching);
     EXPECT_EQ(ended.exitCode, -SIGINT);
-    EXPECT_TRUE(
-        Matches(ended.out, R"(*"event":"JobChanged","device":"front","summary":{*"name":"B",*)" + closed + "\n"))
+    EXPECT_TRUE(Matches(ended.out, "PropertyChanged  property=TargetDeviceID  value=back\n"
+                                   R"(*"event":"JobChanged","device":"front","summary":{*"name":"B",*)" +
+                                       closed + "\n"))
         << ended.out;
 }
 
