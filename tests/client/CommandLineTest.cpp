@@ -2,6 +2,7 @@
 #include "ExitCodes.h"
 #include "device/FindingJobsTest.h"
 #include "device/ManagedDevice.h"
+#include "simulator/LegacyCardMaker.h"
 #include "support/Deadline.h"
 
 #include <csignal>
@@ -131,6 +132,7 @@ const Row rows[] = {
     {"tarn-jobs index --json", "{\"nRuvoJobs\":1,*}\n"},
     {"tarn-jobs index --no-wait -d nowhere", "", 102},
     {"tarn-jobs convert -d nowhere", "", 102},
+    {"tarn-jobs convert", "nRuvoJobs: 1\nnTamsyJobs: 0\nnTamsyJobsAtReIndex: 0\n"},
     {"tarn-jobs search roots --in notes --limit 1 --json", "[{\"id\":\"$job\",*\"matchResult\":{\"term\":\"Roots*"},
     {"tarn-jobs search roots --case-sensitive --match starts", "JOB  CREATED  CHANGED  MEDIA  BYTES  NAME\n"},
     {"tarn-jobs search Berg --in customer.lastName --match exactly", "JOB*\n$job *  Side Street\n"},
@@ -212,6 +214,15 @@ TEST_F(CommandLineTest, WatchTellsEverySignal) {
                                    R"(*"event":"JobChanged","device":"front","summary":{*"name":"B",*)" +
                                        closed + "\n"))
         << ended.out;
+}
+
+TEST_F(CommandLineTest, LongWorkIsWaitedFor) {
+    Simulator::MakeLegacyCard(service.MakeCard("older").Path(), {.jobs = 3});
+    service.InsertCard("older");
+    ASSERT_TRUE(service.WaitForDeviceProperty("older", "DeviceState", "Idle"));
+    EXPECT_EQ(Run("tarn-jobs stats -d older").out, "nRuvoJobs: 0\nnTamsyJobs: 3\nnTamsyJobsAtReIndex: 3\n");
+    EXPECT_EQ(Run("tarn-jobs convert -d older").out, "nRuvoJobs: 3\nnTamsyJobs: 0\nnTamsyJobsAtReIndex: 3\n");
+    EXPECT_EQ(Run("tarn-jobs index -d older").out, "nRuvoJobs: 3\nnTamsyJobs: 0\nnTamsyJobsAtReIndex: 0\n");
 }
 
 TEST_F(CommandLineTest, CtrlCCancelsWorkOnManyJobs) {
