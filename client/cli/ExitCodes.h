@@ -47,6 +47,10 @@ class Refused : public std::runtime_error {
 public:
     explicit Refused(int32_t code) : std::runtime_error(libjobsdaemon::ReturnCodeText(code)), _code(code) {}
     int32_t Code() const { return _code; }
+    /// A code of a newer service has no exit code of its own.
+    int ToExitCode() const {
+        return _code > 0 && _code < libjobsdaemon::returnCodeCount ? exitRefused + _code : exitOtherFailure;
+    }
 
 private:
     int32_t _code;

@@ -24,7 +24,7 @@ Failure Present() {
     try {
         throw;
     } catch (const Refused& refused) {
-        return {exitRefused + refused.Code(), "Refused", refused.what(), refused.Code()};
+        return {refused.ToExitCode(), "Refused", refused.what(), refused.Code()};
     } catch (const WrongArguments& wrong) {
         return {exitWrongArguments, "WrongArguments", wrong.what()};
     } catch (const NotConnected& error) {
