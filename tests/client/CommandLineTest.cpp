@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <fcntl.h>
+#include <future>
 #include <set>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -231,16 +232,17 @@ TEST_F(CommandLineTest, CtrlCCancelsWorkOnManyJobs) {
     FindJobs();
     Unit().Settings().Set("jobs", "multiJobMoveCopyUpdatePeriod", uint32_t{0});
     SettleSettings();
-    pid_t copying = -1;
+    std::promise<pid_t> started;
+    const std::shared_future<pid_t> copying = started.get_future().share();
     service.Device("front")->_jobListCopyProgress.Connect(
-        [&copying](JobsManagerD::ManagedDevice&, const std::string&, int32_t percent, int32_t done, int32_t) {
+        [copying](JobsManagerD::ManagedDevice&, const std::string&, int32_t percent, int32_t done, int32_t) {
             if (done != 1 || percent == 100)
                 return;
-            kill(copying, SIGINT);
+            kill(copying.get(), SIGINT);
             EXPECT_TRUE(LogCapture::WaitFor("ManagedDevice::CancelCMD - Waiting for any active threads to close."));
         });
-    copying = Start("exec tarn-jobs copy --all --to back");
-    const Ended ended = End(copying);
+    started.set_value(Start("exec tarn-jobs copy --all --to back"));
+    const Ended ended = End(copying.get());
     EXPECT_EQ(ended.exitCode, TarnJobs::exitCancelled) << ended.err;
     EXPECT_EQ(ended.out, "1 of 3 jobs, cancelled\n");
     EXPECT_EQ(service.Card("back").List().size(), 1u);
