@@ -233,7 +233,7 @@ JobsManagerDaemon::Device JobsManagerDaemon::_DeviceHolding(const std::string& p
         return nullptr;
     }
     const std::string deviceID = FileName(storagePath);
-    const Device device = FindDevice(deviceID);
+    Device device = FindDevice(deviceID);
     if (!device)
         syslog(LOG_ERR, "%s Managed device %s holding %s path %s not found", slot, deviceID.c_str(), destination,
                path.c_str());

@@ -14,7 +14,7 @@ namespace JobsManagerD {
 namespace {
 
 /// The bus drops a client that sends a larger message than this, which a page of a full card can come near.
-constexpr size_t largestText = 31 * 1024 * 1024;
+constexpr size_t largestText = size_t{31} * 1024 * 1024;
 
 bool IsOutOfRange(size_t startIdx, size_t size) { return startIdx != 0 && startIdx >= size; }
 
