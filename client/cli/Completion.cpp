@@ -56,7 +56,7 @@ std::string BashCases(const std::string& command, const std::vector<Argument>& a
 
 // zsh
 
-/// Within single quotes, in a specification of _arguments.
+/// Within single quotes, in an argument of _arguments.
 std::string ZshText(const std::string& text) {
     std::string escaped;
     for (const char letter : text) {
@@ -76,18 +76,18 @@ std::string ZshAction(const Argument& argument) {
 }
 
 std::string ZshArgument(const Argument& argument) {
-    std::string specifications;
+    std::string forms;
     if (!argument.IsOption()) {
         const std::string many = argument.kind == Argument::Kind::words ? "*" : "";
         return " '" + many + ":" + ZshText(argument.names) + ":" + ZshAction(argument) + "'";
     }
     for (const std::string& name : argument.Names()) {
-        specifications += " '" + name + "[" + ZshText(argument.help) + "]";
+        forms += " '" + name + "[" + ZshText(argument.help) + "]";
         for (size_t value = 0; argument.kind == Argument::Kind::option && value < argument.count; ++value)
-            specifications += ":" + ZshText(argument.value) + ":" + ZshAction(argument);
-        specifications += "'";
+            forms += ":" + ZshText(argument.value) + ":" + ZshAction(argument);
+        forms += "'";
     }
-    return specifications;
+    return forms;
 }
 
 } // namespace
