@@ -24,7 +24,15 @@ JobsManagerDaemon::JobsManagerDaemon(sd_event* event)
     : DbusServer(managerInterface, managerPath, managerInterface, false, false, event),
       signalRoad(std::make_shared<SignalRoad>(*this)), storage(event), settings(event), sync(event) {}
 
-JobsManagerDaemon::~JobsManagerDaemon() { signalRoad->Close(); }
+JobsManagerDaemon::~JobsManagerDaemon() {
+    signalRoad->Close();
+    // The task of a device may be the last to let go of it, on a thread that must not touch the connection.
+    WithBus([this](sd_bus*) {
+        for (const Device& device : devices)
+            device->GetDbusSlot().reset();
+        return 0;
+    });
+}
 
 int32_t JobsManagerDaemon::Init() {
     syslog(LOG_INFO, "%s", "Init");
