@@ -1,4 +1,5 @@
 #include "device/JobOrder.h"
+#include "device/ReadAhead.h"
 #include "device/RunningTask.h"
 #include "device/SearchRecord.h"
 #include "fsutil/Paths.h"
@@ -203,14 +204,18 @@ void ManagedDevice::_SearchAll(const std::vector<JobList::Entry>& jobs, const js
     if (text && text->find('\0') == std::string::npos)
         filter.emplace(*text);
 
+    // Looked at some jobs ahead, without a word in the log: what is not ruled out is searched in its turn.
+    ReadAhead<bool> ruledOut(jobs.size(), [&jobs, &filter](size_t number) {
+        const std::string path = jobs[number]->JobFilePath();
+        return filter && GetPathExtension(path) == "json" && filter->RulesOut(path);
+    });
     for (const JobList::Entry& job : jobs) {
         if (_searchCancel) {
             const std::lock_guard lock(_searchMutex);
             _search->results.clear();
             return;
         }
-        const std::string path = job->JobFilePath();
-        if (filter && GetPathExtension(path) == "json" && filter->RulesOut(path))
+        if (ruledOut.Next())
             continue;
         bool found = false;
         json match;

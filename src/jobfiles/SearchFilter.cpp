@@ -47,6 +47,16 @@ constexpr std::string_view fromCommonToRare = "\",: etaoinsrhldcum0123456789-fpg
 
 } // namespace
 
+/// What a thread needs for one file after the other.
+struct SearchFilter::File {
+    FastJsonParser parser;
+    std::string text;
+    /// With which private notes may be decoded at the present place.
+    std::vector<std::string> keys;
+    /// False when no string of the file contains the term.
+    bool stringsMayHold = true;
+};
+
 SearchFilter::SearchFilter(const std::string& term) {
     for (const char c : term)
         _term += static_cast<char>(Folded(c));
@@ -74,63 +84,64 @@ bool SearchFilter::_Contains(std::string_view text) const {
     return _term.empty();
 }
 
-bool SearchFilter::RulesOut(const std::string& jobFilePath) {
-    if (_text.capacity() > keptCapacity)
-        _text = std::string();
-    if (!ReadRegularFile(jobFilePath, _text))
+bool SearchFilter::RulesOut(const std::string& jobFilePath) const {
+    thread_local File file;
+    if (file.text.capacity() > keptCapacity)
+        file.text = std::string();
+    if (!ReadRegularFile(jobFilePath, file.text))
         return false;
     dom::element document;
     dom::object object;
-    if (_parser.Parse(_text).get(document) != simdjson::SUCCESS ||
+    if (file.parser.Parse(file.text).get(document) != simdjson::SUCCESS ||
         document.get_object().get(object) != simdjson::SUCCESS)
         return false;
     // Without escapes, strings stand in the file as they are. With most files that is the end of it.
-    _stringsMayHold = _text.find('\\') != _text.npos || _Contains(_text);
-    if (!_stringsMayHold && !MayHoldNotes(_text))
+    file.stringsMayHold = file.text.find('\\') != std::string::npos || _Contains(file.text);
+    if (!file.stringsMayHold && !MayHoldNotes(file.text))
         return true;
     // Contacts are searched with this key; they have no private notes, but a file may hold what it likes.
-    _keys = {"Irrelevant"};
-    AddIds(document, _keys);
-    return !_MayHold(object);
+    file.keys = {"Irrelevant"};
+    AddIds(document, file.keys);
+    return !_MayHold(file, object);
 }
 
-bool SearchFilter::_MayHold(const dom::object& object) {
+bool SearchFilter::_MayHold(File& file, const dom::object& object) const {
     for (const dom::key_value_pair field : object)
-        if (field.key == "media" ? _MayHoldInMedia(field.value) : _MayHold(field.value))
+        if (field.key == "media" ? _MayHoldInMedia(file, field.value) : _MayHold(file, field.value))
             return true;
     return false;
 }
 
 /// The notes of a media item, and of anything inside it, are decoded with the item's own ID.
-bool SearchFilter::_MayHoldInMedia(const dom::element& media) {
+bool SearchFilter::_MayHoldInMedia(File& file, const dom::element& media) const {
     dom::array items;
     if (media.get_array().get(items) != simdjson::SUCCESS)
-        return _MayHold(media);
-    const size_t outerKeys = _keys.size();
+        return _MayHold(file, media);
+    const size_t outerKeys = file.keys.size();
     for (const dom::element item : items) {
-        AddIds(item, _keys);
-        const bool may = _MayHold(item);
-        _keys.resize(outerKeys);
+        AddIds(item, file.keys);
+        const bool may = _MayHold(file, item);
+        file.keys.resize(outerKeys);
         if (may)
             return true;
     }
     return false;
 }
 
-bool SearchFilter::_MayHold(const dom::element& value) {
+bool SearchFilter::_MayHold(File& file, const dom::element& value) const {
     switch (value.type()) {
     case dom::element_type::STRING:
-        return _stringsMayHold && _Contains(value.get_string().value_unsafe());
+        return file.stringsMayHold && _Contains(value.get_string().value_unsafe());
     case dom::element_type::OBJECT: {
         const dom::object object = value.get_object().value_unsafe();
-        return _MayHold(object);
+        return _MayHold(file, object);
     }
     case dom::element_type::ARRAY: {
         const dom::array array = value.get_array().value_unsafe();
         for (const dom::element element : array)
-            if (element.type() != dom::element_type::INT64 && _MayHold(element))
+            if (element.type() != dom::element_type::INT64 && _MayHold(file, element))
                 return true;
-        return _MayHoldInNotes(array);
+        return _MayHoldInNotes(file, array);
     }
     default:
         return false;
@@ -138,7 +149,7 @@ bool SearchFilter::_MayHold(const dom::element& value) {
 }
 
 /// Private notes are an array of bytes; any array of numbers is tried as notes.
-bool SearchFilter::_MayHoldInNotes(const dom::array& array) const {
+bool SearchFilter::_MayHoldInNotes(const File& file, const dom::array& array) const {
     std::vector<uint8_t> bytes;
     for (const dom::element element : array) {
         int64_t number = 0;
@@ -149,7 +160,7 @@ bool SearchFilter::_MayHoldInNotes(const dom::array& array) const {
             return true;
         bytes.push_back(static_cast<uint8_t>(number));
     }
-    return !bytes.empty() && std::ranges::any_of(_keys, [&](const std::string& key) {
+    return !bytes.empty() && std::ranges::any_of(file.keys, [&](const std::string& key) {
         return !key.empty() && _Contains(UnscrambleBytes(bytes, key));
     });
 }

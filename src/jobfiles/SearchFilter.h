@@ -5,25 +5,26 @@
 
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace JobsManagerD {
 
 /// Rules out the job files that cannot hold a hit, without building their documents: those in which no text anywhere
 /// contains the term, whatever its case and the criterion, and no private notes do with any key that a search decodes
-/// them with. What it does not rule out, the search itself decides. One object per thread.
+/// them with. What it does not rule out, the search itself decides. Any thread may ask.
 class SearchFilter {
 public:
     explicit SearchFilter(const std::string& term);
 
     /// False for a file that cannot be read or that the fast parser refuses.
-    bool RulesOut(const std::string& jobFilePath);
+    bool RulesOut(const std::string& jobFilePath) const;
 
 private:
-    bool _MayHold(const simdjson::dom::element& value);
-    bool _MayHold(const simdjson::dom::object& object);
-    bool _MayHoldInNotes(const simdjson::dom::array& bytes) const;
-    bool _MayHoldInMedia(const simdjson::dom::element& media);
+    struct File;
+
+    bool _MayHold(File& file, const simdjson::dom::element& value) const;
+    bool _MayHold(File& file, const simdjson::dom::object& object) const;
+    bool _MayHoldInNotes(const File& file, const simdjson::dom::array& bytes) const;
+    bool _MayHoldInMedia(File& file, const simdjson::dom::element& media) const;
     bool _Contains(std::string_view text) const;
 
     /// Folded to lower case.
@@ -31,12 +32,6 @@ private:
     /// Where in the term its rarest character stands, and the one or two forms of that.
     size_t _pivotPlace = 0;
     std::string _pivots;
-    /// With which private notes may be decoded at the present place.
-    std::vector<std::string> _keys;
-    FastJsonParser _parser;
-    std::string _text;
-    /// False when no string of the present file contains the term.
-    bool _stringsMayHold = true;
 };
 
 } // namespace JobsManagerD
