@@ -13,7 +13,7 @@
 
 namespace JobsManagerD {
 
-/// Loads numbered items on two threads, some ahead, and hands them over on the caller's thread in their order: a card
+/// Loads numbered items on four threads, some ahead, and hands them over on the caller's thread in their order: a card
 /// answers several requests at once in little more than the time of one. What is ahead is bounded. Items change hands
 /// in batches, since waking a thread costs more than loading an item that the kernel has in memory.
 template <typename Result>
@@ -109,13 +109,13 @@ private:
     std::condition_variable _changed;
     size_t _begun = 0;
     size_t _taken = 0;
-    std::array<Batch, 4> _batches;
+    std::array<Batch, 8> _batches;
 
     // The caller's own.
     Batch _current;
     size_t _handedOver = 0;
 
-    std::array<std::thread, 2> _threads;
+    std::array<std::thread, 4> _threads;
 };
 
 } // namespace JobsManagerD
