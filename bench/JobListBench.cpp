@@ -29,33 +29,48 @@ struct FilledList {
             sought.push_back(IdOf(random() % size));
     }
 
-    void FindAll() const {
+    void FindAll() {
         for (const std::string& id : sought)
             benchmark::DoNotOptimize(list.Find(id));
+    }
+
+    /// And puts them back at the end, so that the next time there are as many.
+    void RemoveAll() {
+        for (const std::string& id : sought) {
+            auto job = list.Find(id);
+            list.Remove(id);
+            list.Append(std::move(job));
+        }
     }
 
     JobsManagerD::JobList list;
     std::vector<std::string> sought;
 };
 
-void FindJob(benchmark::State& state) {
-    const FilledList small(1000);
-    const FilledList filled(static_cast<size_t>(state.range(0)));
+template <void (FilledList::*work)()>
+void OnLists(benchmark::State& state) {
+    FilledList small(1000);
+    FilledList filled(static_cast<size_t>(state.range(0)));
     Samples measured;
     Samples floor;
     for (auto _ : state) {
-        measured.Measure([&] { filled.FindAll(); });
-        floor.Measure([&] { small.FindAll(); });
+        measured.Measure([&] { (filled.*work)(); });
+        floor.Measure([&] { (small.*work)(); });
     }
     Figure{measured, floor, 2.5}.Tell(state);
 }
-BENCHMARK(FindJob)
+BENCHMARK(OnLists<&FilledList::FindAll>)
     ->Name("1,000 finds among 10,000 jobs, against 1,000 jobs")
     ->Arg(10'000)
     ->Iterations(300)
     ->Repetitions(9);
-BENCHMARK(FindJob)
+BENCHMARK(OnLists<&FilledList::FindAll>)
     ->Name("1,000 finds among 65,535 jobs, against 1,000 jobs")
+    ->Arg(65'535)
+    ->Iterations(300)
+    ->Repetitions(9);
+BENCHMARK(OnLists<&FilledList::RemoveAll>)
+    ->Name("1,000 removals among 65,535 jobs, against 1,000 jobs")
     ->Arg(65'535)
     ->Iterations(300)
     ->Repetitions(9);
