@@ -23,30 +23,31 @@ struct Calls {
 /// Follows the work on many jobs from its first progress on to its end.
 class BulkWork {
 public:
-    BulkWork(const Session& session, const Calls& calls)
-        : _session(session), _calls(calls), _source(session.ResolvedDevice()), _destination(session.given.Text("to")),
-          _bar(session.output.IsJson()) {}
+    BulkWork(const Invocation& invocation, const Calls& calls)
+        : _invocation(invocation), _calls(calls), _source(invocation.ResolvedDevice()),
+          _destination(invocation.given.Text("to")), _bar(invocation.output.IsJson()) {}
 
     Outcome Run() {
-        const Texts jobs = _session.given.Texts("JOB");
+        const Texts jobs = _invocation.given.Texts("JOB");
         if (jobs.size() == 1) {
-            Check(_calls.one(_session.service, _source, _destination, jobs[0]));
+            Check(_calls.one(_invocation.service, _source, _destination, jobs[0]));
             return _Told(false, 1, 1);
         }
-        if (_session.given.Has("no-wait")) {
+        if (_invocation.given.Has("no-wait")) {
             _Start(jobs);
             return {};
         }
-        EventLoop loop(_session.service);
+        EventLoop loop(_invocation.service);
         _Start(jobs);
-        loop.Run([this](const Event& event) { return _Take(event); }, [this] { _session.service.CancelCMD(_source); });
+        loop.Run([this](const Event& event) { return _Take(event); },
+                 [this] { _invocation.service.CancelCMD(_source); });
         return _Told(_finished.isCancelled, _finished.done, _finished.total);
     }
 
 private:
     void _Start(const Texts& jobs) const {
-        Check(jobs.empty() ? _calls.all(_session.service, _source, _destination)
-                           : _calls.many(_session.service, _source, _destination, jobs));
+        Check(jobs.empty() ? _calls.all(_invocation.service, _source, _destination)
+                           : _calls.many(_invocation.service, _source, _destination, jobs));
     }
 
     bool _Take(const Event& event) {
@@ -85,7 +86,7 @@ private:
         return {bulk, done < total ? exitIncomplete : exitSucceeded};
     }
 
-    const Session& _session;
+    const Invocation& _invocation;
     const Calls& _calls;
     const Text _source;
     const Text _destination;
@@ -95,26 +96,26 @@ private:
     ListFinished _finished{};
 };
 
-Outcome DoBulk(const Session& session, const Calls& calls) {
-    if (session.given.Has("JOB") == session.given.Has("all"))
+Outcome DoBulk(const Invocation& invocation, const Calls& calls) {
+    if (invocation.given.Has("JOB") == invocation.given.Has("all"))
         throw WrongArguments("name the jobs, or say --all");
-    if (calls.operation != Operation::Delete && !session.given.Has("to"))
+    if (calls.operation != Operation::Delete && !invocation.given.Has("to"))
         throw WrongArguments("name the destination with --to");
-    return BulkWork(session, calls).Run();
+    return BulkWork(invocation, calls).Run();
 }
 
 } // namespace
 
-Outcome Delete(const Session& session) {
+Outcome Delete(const Invocation& invocation) {
     using M = JobsManager;
-    return DoBulk(session, {Operation::Delete, "deleted",
-                            [](M& service, const Text& source, const Text&, const Text& job) {
-                                return service.DeleteJob(source, job);
-                            },
-                            [](M& service, const Text& source, const Text&, const Texts& jobs) {
-                                return service.DeleteJobList(source, jobs);
-                            },
-                            [](M& service, const Text& source, const Text&) { return service.DeleteAllJobs(source); }});
+    return DoBulk(
+        invocation,
+        {Operation::Delete, "deleted",
+         [](M& service, const Text& source, const Text&, const Text& job) { return service.DeleteJob(source, job); },
+         [](M& service, const Text& source, const Text&, const Texts& jobs) {
+             return service.DeleteJobList(source, jobs);
+         },
+         [](M& service, const Text& source, const Text&) { return service.DeleteAllJobs(source); }});
 }
 
 template <auto one, auto many, auto all>
@@ -131,14 +132,14 @@ constexpr Calls Transfer(Operation operation, const char* verb) {
             }};
 }
 
-Outcome Move(const Session& session) {
-    return DoBulk(session, Transfer<&JobsManager::MoveJob, &JobsManager::MoveJobList, &JobsManager::MoveAllJobs>(
-                               Operation::Move, "moved"));
+Outcome Move(const Invocation& invocation) {
+    return DoBulk(invocation, Transfer<&JobsManager::MoveJob, &JobsManager::MoveJobList, &JobsManager::MoveAllJobs>(
+                                  Operation::Move, "moved"));
 }
 
-Outcome Copy(const Session& session) {
-    return DoBulk(session, Transfer<&JobsManager::CopyJob, &JobsManager::CopyJobList, &JobsManager::CopyAllJobs>(
-                               Operation::Copy, "copied"));
+Outcome Copy(const Invocation& invocation) {
+    return DoBulk(invocation, Transfer<&JobsManager::CopyJob, &JobsManager::CopyJobList, &JobsManager::CopyAllJobs>(
+                                  Operation::Copy, "copied"));
 }
 
 } // namespace TarnJobs::Runs

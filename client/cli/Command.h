@@ -72,8 +72,8 @@ private:
     View _view;
 };
 
-/// What a command works with.
-struct Session {
+/// One run of a command: what it works with.
+struct Invocation {
     libjobsdaemon::JobsManager& service;
     const Given& given;
     const Output& output;
@@ -94,7 +94,7 @@ struct Command {
     const char* name;
     const char* help;
     std::vector<Argument> arguments;
-    Outcome (*run)(const Session& session);
+    Outcome (*run)(const Invocation& invocation);
     View view;
 };
 

@@ -24,13 +24,13 @@ std::string Line(const char* state, const std::string& stats) {
            counts.value("nTamsyJobs", Json(0)).dump() + " older ones";
 }
 
-Outcome DoLongWork(const Session& session, const LongWork& work) {
-    const std::string device = session.ResolvedDevice();
-    if (session.given.Has("no-wait"))
-        return Done((session.service.*work.start)(device));
-    EventLoop loop(session.service);
-    ProgressBar bar(session.output.IsJson());
-    Check((session.service.*work.start)(device));
+Outcome DoLongWork(const Invocation& invocation, const LongWork& work) {
+    const std::string device = invocation.ResolvedDevice();
+    if (invocation.given.Has("no-wait"))
+        return Done((invocation.service.*work.start)(device));
+    EventLoop loop(invocation.service);
+    ProgressBar bar(invocation.output.IsJson());
+    Check((invocation.service.*work.start)(device));
     bool hasBegun = false;
     const auto take = [&](const Event& event) {
         RefuseRemoved(event, device);
@@ -44,15 +44,15 @@ Outcome DoLongWork(const Session& session, const LongWork& work) {
     };
     // Neither kind of work can be cancelled, so that Ctrl-C ends the waiting alone.
     loop.Run(take, [] { raise(SIGINT); });
-    return {Parsed(Checked(session.service.GetJobListStats(device)).text)};
+    return {Parsed(Checked(invocation.service.GetJobListStats(device)).text)};
 }
 
 } // namespace
 
-Outcome Devices(const Session& session) {
-    const std::string target = session.service.TargetDeviceID();
+Outcome Devices(const Invocation& invocation) {
+    const std::string target = invocation.service.TargetDeviceID();
     Json devices = Json::array();
-    for (const Device& device : session.service.Devices())
+    for (const Device& device : invocation.service.Devices())
         devices.push_back({{"id", device.id},
                            {"isTarget", device.id == target},
                            {"state", device.state},
@@ -62,25 +62,27 @@ Outcome Devices(const Session& session) {
     return {devices};
 }
 
-Outcome Target(const Session& session) {
-    if (session.given.Has("DEVICE"))
-        Check(session.service.SetTargetDeviceID(session.given.Text("DEVICE")));
-    return {Json(session.service.GetTargetDeviceID())};
+Outcome Target(const Invocation& invocation) {
+    if (invocation.given.Has("DEVICE"))
+        Check(invocation.service.SetTargetDeviceID(invocation.given.Text("DEVICE")));
+    return {Json(invocation.service.GetTargetDeviceID())};
 }
 
-Outcome Index(const Session& session) { return DoLongWork(session, {&JobsManager::FindJobs, "Indexing"}); }
+Outcome Index(const Invocation& invocation) { return DoLongWork(invocation, {&JobsManager::FindJobs, "Indexing"}); }
 
-Outcome Convert(const Session& session) { return DoLongWork(session, {&JobsManager::ConvertJobs, "Converting"}); }
+Outcome Convert(const Invocation& invocation) {
+    return DoLongWork(invocation, {&JobsManager::ConvertJobs, "Converting"});
+}
 
-Outcome Cancel(const Session& session) { return Done(session.service.CancelCMD(session.Device())); }
+Outcome Cancel(const Invocation& invocation) { return Done(invocation.service.CancelCMD(invocation.Device())); }
 
-Outcome Watch(const Session& session) {
-    int32_t left = session.given.Number("count", -1);
-    session.service.Subscribe();
+Outcome Watch(const Invocation& invocation) {
+    int32_t left = invocation.given.Number("count", -1);
+    invocation.service.Subscribe();
     std::cerr << "Listening." << std::endl;
     while (true)
-        for (const Event& event : session.service.WaitForEvents(std::chrono::hours(1))) {
-            session.output.Tell(EventJson(event));
+        for (const Event& event : invocation.service.WaitForEvents(std::chrono::hours(1))) {
+            invocation.output.Tell(EventJson(event));
             if (--left == 0)
                 return {};
         }

@@ -48,8 +48,8 @@ constexpr Clearable clearables[] = {
     {"address", &M::ClearJobAddress}, {"customer", &M::ClearJobCustomer}, {"contacts", &M::RemoveJobContacts}};
 
 /// A value from the command line, or standard input in the place of "-".
-Text Value(const Session& session, const char* key) {
-    const Text given = session.given.Text(key);
+Text Value(const Invocation& invocation, const char* key) {
+    const Text given = invocation.given.Text(key);
     if (given != "-")
         return given;
     return {std::istreambuf_iterator<char>(std::cin), {}};
@@ -61,18 +61,18 @@ bool Flag(const Text& text) {
     return text == "true";
 }
 
-const Field& TextField(const Session& session) {
-    const Text name = session.given.Text("FIELD");
+const Field& TextField(const Invocation& invocation) {
+    const Text name = invocation.given.Text("FIELD");
     const auto field = std::find_if(std::begin(textFields), std::end(textFields),
                                     [&](const Field& candidate) { return name == candidate.name; });
-    const bool ofMedia = session.given.Has("media");
+    const bool ofMedia = invocation.given.Has("media");
     if (field == std::end(textFields) || (ofMedia && !field->getOfMedia))
         throw WrongArguments(ofMedia ? name + " is no field of a media item"
                                      : name + " is a field of media items only");
     return *field;
 }
 
-uint8_t ContactID(const Session& session) { return static_cast<uint8_t>(session.given.Number("CONTACT")); }
+uint8_t ContactID(const Invocation& invocation) { return static_cast<uint8_t>(invocation.given.Number("CONTACT")); }
 
 Outcome CurrentJob(const JobResult& result) {
     Json job = Parsed(Checked(result).summary);
@@ -102,40 +102,40 @@ Outcome Done(int32_t code) {
     return {Json{{"code", code}, {"text", ReturnCodeText(code)}}};
 }
 
-Outcome Create(const Session& session) {
-    return CurrentJob(session.service.CreateJob(session.Device(), session.given.Text("NAME")));
+Outcome Create(const Invocation& invocation) {
+    return CurrentJob(invocation.service.CreateJob(invocation.Device(), invocation.given.Text("NAME")));
 }
 
-Outcome Open(const Session& session) {
-    return CurrentJob(session.service.OpenJob(session.Device(), session.given.Text("JOB")));
+Outcome Open(const Invocation& invocation) {
+    return CurrentJob(invocation.service.OpenJob(invocation.Device(), invocation.given.Text("JOB")));
 }
 
-Outcome Close(const Session& session) { return {Json{{"id", Checked(session.service.CloseJob()).text}}}; }
+Outcome Close(const Invocation& invocation) { return {Json{{"id", Checked(invocation.service.CloseJob()).text}}}; }
 
-Outcome Current(const Session& session) {
-    const Text id = session.service.GetCurrentJobID();
+Outcome Current(const Invocation& invocation) {
+    const Text id = invocation.service.GetCurrentJobID();
     if (id.empty())
         throw Refused(JOBS_RTN_NO_CURRENT_JOB);
-    return {Json{{"id", id}, {"device", session.service.GetCurrentJobDeviceID()}}};
+    return {Json{{"id", id}, {"device", invocation.service.GetCurrentJobDeviceID()}}};
 }
 
-Outcome Show(const Session& session) {
-    const bool ofMedia = session.given.Has("media");
+Outcome Show(const Invocation& invocation) {
+    const bool ofMedia = invocation.given.Has("media");
     const TextResult result =
-        ofMedia ? session.service.GetMediaItem(session.Device(), session.Job(), session.given.Text("media"))
-                : session.service.GetJob(session.Device(), session.Job());
+        ofMedia ? invocation.service.GetMediaItem(invocation.Device(), invocation.Job(), invocation.given.Text("media"))
+                : invocation.service.GetJob(invocation.Device(), invocation.Job());
     return {Parsed(Checked(result).text)};
 }
 
-Outcome Folder(const Session& session) {
-    return {Json(Checked(session.service.GetJobFolderPath(session.Device(), session.Job())).text)};
+Outcome Folder(const Invocation& invocation) {
+    return {Json(Checked(invocation.service.GetJobFolderPath(invocation.Device(), invocation.Job())).text)};
 }
 
-Outcome Counts(const Session& session) {
-    const bool isOfCurrent = session.Device().empty() && session.Job().empty();
+Outcome Counts(const Invocation& invocation) {
+    const bool isOfCurrent = invocation.Device().empty() && invocation.Job().empty();
     const CountsResult counts =
-        Checked(isOfCurrent ? session.service.CurrentJobMediaCounts()
-                            : session.service.GetJobMediaCounts(session.Device(), session.Job()));
+        Checked(isOfCurrent ? invocation.service.CurrentJobMediaCounts()
+                            : invocation.service.GetJobMediaCounts(invocation.Device(), invocation.Job()));
     return {Json{{"total", counts.total},
                  {"autologs", counts.autologs},
                  {"images", counts.images},
@@ -143,63 +143,65 @@ Outcome Counts(const Session& session) {
                  {"videos", counts.videos}}};
 }
 
-Outcome Get(const Session& session) {
-    JobsManager& service = session.service;
-    const Text name = session.given.Text("FIELD");
-    const Text media = session.given.Text("media");
-    const bool ofMedia = session.given.Has("media");
+Outcome Get(const Invocation& invocation) {
+    JobsManager& service = invocation.service;
+    const Text name = invocation.given.Text("FIELD");
+    const Text media = invocation.given.Text("media");
+    const bool ofMedia = invocation.given.Has("media");
     if (name == locked && !ofMedia)
-        return {Json(Checked(service.GetJobLocked(session.Device(), session.Job())).flag)};
+        return {Json(Checked(service.GetJobLocked(invocation.Device(), invocation.Job())).flag)};
     if (name == inReport && ofMedia)
-        return {Json(Checked(service.GetMediaIsIncludedInReport(session.Device(), session.Job(), media)).number != 0)};
-    const Field& field = TextField(session);
-    const TextResult result = ofMedia ? (service.*field.getOfMedia)(session.Device(), session.Job(), media)
-                                      : (service.*field.getOfJob)(session.Device(), session.Job());
+        return {Json(Checked(service.GetMediaIsIncludedInReport(invocation.Device(), invocation.Job(), media)).number !=
+                     0)};
+    const Field& field = TextField(invocation);
+    const TextResult result = ofMedia ? (service.*field.getOfMedia)(invocation.Device(), invocation.Job(), media)
+                                      : (service.*field.getOfJob)(invocation.Device(), invocation.Job());
     return {field.isJson ? Parsed(Checked(result).text) : Json(Checked(result).text)};
 }
 
-Outcome Set(const Session& session) {
-    JobsManager& service = session.service;
-    const Text name = session.given.Text("FIELD");
-    const Text media = session.given.Text("media");
-    const bool ofMedia = session.given.Has("media");
-    const Text value = Value(session, "VALUE");
+Outcome Set(const Invocation& invocation) {
+    JobsManager& service = invocation.service;
+    const Text name = invocation.given.Text("FIELD");
+    const Text media = invocation.given.Text("media");
+    const bool ofMedia = invocation.given.Has("media");
+    const Text value = Value(invocation, "VALUE");
     if (name == locked && !ofMedia)
-        return Done(service.SetJobLocked(session.Device(), session.Job(), Flag(value)));
+        return Done(service.SetJobLocked(invocation.Device(), invocation.Job(), Flag(value)));
     if (name == inReport && ofMedia)
-        return Done(service.SetMediaIsIncludedInReport(session.Device(), session.Job(), media, Flag(value)));
-    const Field& field = TextField(session);
-    return Done(ofMedia ? (service.*field.setOfMedia)(session.Device(), session.Job(), media, value)
-                        : (service.*field.setOfJob)(session.Device(), session.Job(), value));
+        return Done(service.SetMediaIsIncludedInReport(invocation.Device(), invocation.Job(), media, Flag(value)));
+    const Field& field = TextField(invocation);
+    return Done(ofMedia ? (service.*field.setOfMedia)(invocation.Device(), invocation.Job(), media, value)
+                        : (service.*field.setOfJob)(invocation.Device(), invocation.Job(), value));
 }
 
-Outcome Clear(const Session& session) {
+Outcome Clear(const Invocation& invocation) {
     const auto* const row = std::find_if(std::begin(clearables), std::end(clearables), [&](const Clearable& candidate) {
-        return session.given.Text("FIELD") == candidate.name;
+        return invocation.given.Text("FIELD") == candidate.name;
     });
-    return Done((session.service.*row->clear)(session.Device(), session.Job()));
+    return Done((invocation.service.*row->clear)(invocation.Device(), invocation.Job()));
 }
 
-Outcome Contacts(const Session& session) {
-    return {Parsed(Checked(session.service.GetJobContacts(session.Device(), session.Job())).text)};
+Outcome Contacts(const Invocation& invocation) {
+    return {Parsed(Checked(invocation.service.GetJobContacts(invocation.Device(), invocation.Job())).text)};
 }
 
-Outcome Contact(const Session& session) {
-    return {Parsed(Checked(session.service.GetJobContact(session.Device(), session.Job(), ContactID(session))).text)};
+Outcome Contact(const Invocation& invocation) {
+    return {Parsed(
+        Checked(invocation.service.GetJobContact(invocation.Device(), invocation.Job(), ContactID(invocation))).text)};
 }
 
-Outcome AddContact(const Session& session) {
+Outcome AddContact(const Invocation& invocation) {
     const ContactIDResult result =
-        session.service.AddJobContact(session.Device(), session.Job(), Value(session, "JSON"));
+        invocation.service.AddJobContact(invocation.Device(), invocation.Job(), Value(invocation, "JSON"));
     return {Json{{"id", Checked(result).contactID}}};
 }
 
-Outcome UpdateContact(const Session& session) {
-    return Done(session.service.UpdateJobContact(session.Device(), session.Job(), Value(session, "JSON")));
+Outcome UpdateContact(const Invocation& invocation) {
+    return Done(invocation.service.UpdateJobContact(invocation.Device(), invocation.Job(), Value(invocation, "JSON")));
 }
 
-Outcome RemoveContact(const Session& session) {
-    return Done(session.service.RemoveJobContact(session.Device(), session.Job(), ContactID(session)));
+Outcome RemoveContact(const Invocation& invocation) {
+    return Done(invocation.service.RemoveJobContact(invocation.Device(), invocation.Job(), ContactID(invocation)));
 }
 
 } // namespace TarnJobs::Runs

@@ -11,7 +11,9 @@ using namespace libjobsdaemon;
 namespace TarnJobs::Runs {
 namespace {
 
-uint16_t Place(const Session& session, const char* key) { return static_cast<uint16_t>(session.given.Number(key)); }
+uint16_t Place(const Invocation& invocation, const char* key) {
+    return static_cast<uint16_t>(invocation.given.Number(key));
+}
 
 /// What to search as the service takes it: the text, inside an object for each key that leads to it.
 Json WhatToSearch(const Given& given) {
@@ -33,33 +35,35 @@ Match MatchOf(const Given& given) {
     return matches.at(given.Text("match"));
 }
 
-Outcome ResultsOf(const Session& session, const std::string& device) {
+Outcome ResultsOf(const Invocation& invocation, const std::string& device) {
     return {Parsed(
-        Checked(session.service.GetSearchResults(device, Place(session, "start"), Place(session, "limit"))).text)};
+        Checked(invocation.service.GetSearchResults(device, Place(invocation, "start"), Place(invocation, "limit")))
+            .text)};
 }
 
 } // namespace
 
-Outcome List(const Session& session) {
-    const bool isByChange = session.given.Text("sort") == "modified";
+Outcome List(const Invocation& invocation) {
+    const bool isByChange = invocation.given.Text("sort") == "modified";
     const TextResult list =
-        session.service.GetJobList(session.Device(), isByChange ? SortBy::modification : SortBy::creation,
-                                   session.given.Has("ascending") ? Order::ascending : Order::descending,
-                                   Place(session, "start"), Place(session, "limit"));
+        invocation.service.GetJobList(invocation.Device(), isByChange ? SortBy::modification : SortBy::creation,
+                                      invocation.given.Has("ascending") ? Order::ascending : Order::descending,
+                                      Place(invocation, "start"), Place(invocation, "limit"));
     return {Parsed(Checked(list).text)};
 }
 
-Outcome Stats(const Session& session) {
-    return {Parsed(Checked(session.service.GetJobListStats(session.Device())).text)};
+Outcome Stats(const Invocation& invocation) {
+    return {Parsed(Checked(invocation.service.GetJobListStats(invocation.Device())).text)};
 }
 
-Outcome Search(const Session& session) {
-    const std::string device = session.ResolvedDevice();
-    const Json what = WhatToSearch(session.given);
-    EventLoop loop(session.service);
-    const int32_t code = session.service.SearchJobs(device, what.dump(), MatchOf(session.given),
-                                                    Place(session, "limit"), session.given.Has("case-sensitive"));
-    if (session.given.Has("no-wait"))
+Outcome Search(const Invocation& invocation) {
+    const std::string device = invocation.ResolvedDevice();
+    const Json what = WhatToSearch(invocation.given);
+    EventLoop loop(invocation.service);
+    const int32_t code =
+        invocation.service.SearchJobs(device, what.dump(), MatchOf(invocation.given), Place(invocation, "limit"),
+                                      invocation.given.Has("case-sensitive"));
+    if (invocation.given.Has("no-wait"))
         return Done(code);
     Check(code);
     bool isReplaced = false;
@@ -70,19 +74,19 @@ Outcome Search(const Session& session) {
         if (stats.empty() || isOurs(stats))
             return !stats.empty();
         // The end of another search: one before ours, or one that has taken its place.
-        isReplaced = !isOurs(Checked(session.service.GetSearchStats(device)).text);
+        isReplaced = !isOurs(Checked(invocation.service.GetSearchStats(device)).text);
         return isReplaced;
     };
     loop.Run(take, [] { raise(SIGINT); });
     if (isReplaced)
         return {Json::array(), exitIncomplete};
-    return ResultsOf(session, device);
+    return ResultsOf(invocation, device);
 }
 
-Outcome Results(const Session& session) { return ResultsOf(session, session.Device()); }
+Outcome Results(const Invocation& invocation) { return ResultsOf(invocation, invocation.Device()); }
 
-Outcome SearchStats(const Session& session) {
-    return {Parsed(Checked(session.service.GetSearchStats(session.Device())).text)};
+Outcome SearchStats(const Invocation& invocation) {
+    return {Parsed(Checked(invocation.service.GetSearchStats(invocation.Device())).text)};
 }
 
 } // namespace TarnJobs::Runs

@@ -33,21 +33,21 @@ Readings ReadingsOf(const Given& given) {
             {given.Has("distance"), given.Number("distance"), given.Number("distance", 0, 1)}};
 }
 
-jobsDaemonRtn_e AddItem(const Session& session, Texts files) {
-    const std::string kind = session.given.Text("KIND");
-    const std::string name = session.given.Text("NAME");
-    const Readings readings = ReadingsOf(session.given);
+jobsDaemonRtn_e AddItem(const Invocation& invocation, Texts files) {
+    const std::string kind = invocation.given.Text("KIND");
+    const std::string name = invocation.given.Text("NAME");
+    const Readings readings = ReadingsOf(invocation.given);
     if (kind == snapshot) {
         if (files.size() != 1)
             throw WrongArguments("a snapshot has one file");
-        return session.service.AddSnapshotMedia(name, files[0], readings);
+        return invocation.service.AddSnapshotMedia(name, files[0], readings);
     }
     if (files.size() != 3 && files.size() != 4)
         throw WrongArguments("this kind of media has three files, and perhaps a data file");
     files.resize(4);
     const auto* const row = std::find_if(std::begin(recordings), std::end(recordings),
                                          [&](const Recording& candidate) { return kind == candidate.kind; });
-    return (session.service.*row->add)(name, {files[0], files[1], files[2], files[3]}, readings);
+    return (invocation.service.*row->add)(name, {files[0], files[1], files[2], files[3]}, readings);
 }
 
 } // namespace
@@ -59,31 +59,32 @@ std::vector<std::string> MediaKinds() {
     return kinds;
 }
 
-Outcome NewMedia(const Session& session) {
-    const MediaPathResult place = Checked(session.service.GetNewMediaPathComponents());
+Outcome NewMedia(const Invocation& invocation) {
+    const MediaPathResult place = Checked(invocation.service.GetNewMediaPathComponents());
     return {Json(place.folder + "/" + place.stem)};
 }
 
-Outcome Add(const Session& session) {
-    Texts files = session.given.Texts("FILE");
+Outcome Add(const Invocation& invocation) {
+    Texts files = invocation.given.Texts("FILE");
     std::transform(files.begin(), files.end(), files.begin(), FullPath);
-    Check(AddItem(session, files));
-    return {Json{{"id", Checked(session.service.GetMediaID(files[0])).text}}};
+    Check(AddItem(invocation, files));
+    return {Json{{"id", Checked(invocation.service.GetMediaID(files[0])).text}}};
 }
 
-Outcome MediaID(const Session& session) {
-    const TextResult result = Checked(session.service.GetMediaID(FullPath(session.given.Text("FILE"))));
+Outcome MediaID(const Invocation& invocation) {
+    const TextResult result = Checked(invocation.service.GetMediaID(FullPath(invocation.given.Text("FILE"))));
     if (result.text.empty())
         throw Refused(JOBS_RTN_MEDIA_ID_NOT_FOUND);
     return {Json{{"id", result.text}}};
 }
 
-Outcome UpdateSizes(const Session& session) {
-    return Done(session.service.UpdateMediaFileSizes(FullPath(session.given.Text("FILE"))));
+Outcome UpdateSizes(const Invocation& invocation) {
+    return Done(invocation.service.UpdateMediaFileSizes(FullPath(invocation.given.Text("FILE"))));
 }
 
-Outcome DeleteMedia(const Session& session) {
-    return Done(session.service.DeleteMediaItem(session.Device(), session.Job(), session.given.Text("MEDIA")));
+Outcome DeleteMedia(const Invocation& invocation) {
+    return Done(
+        invocation.service.DeleteMediaItem(invocation.Device(), invocation.Job(), invocation.given.Text("MEDIA")));
 }
 
 } // namespace TarnJobs::Runs

@@ -7,48 +7,48 @@
 namespace TarnJobs::Runs {
 
 // DeviceRuns.cpp
-Outcome Devices(const Session& session);
-Outcome Target(const Session& session);
-Outcome Index(const Session& session);
-Outcome Convert(const Session& session);
-Outcome Cancel(const Session& session);
-Outcome Watch(const Session& session);
+Outcome Devices(const Invocation& invocation);
+Outcome Target(const Invocation& invocation);
+Outcome Index(const Invocation& invocation);
+Outcome Convert(const Invocation& invocation);
+Outcome Cancel(const Invocation& invocation);
+Outcome Watch(const Invocation& invocation);
 
 // JobRuns.cpp
-Outcome Create(const Session& session);
-Outcome Open(const Session& session);
-Outcome Close(const Session& session);
-Outcome Current(const Session& session);
-Outcome Show(const Session& session);
-Outcome Folder(const Session& session);
-Outcome Counts(const Session& session);
-Outcome Get(const Session& session);
-Outcome Set(const Session& session);
-Outcome Clear(const Session& session);
-Outcome Contacts(const Session& session);
-Outcome Contact(const Session& session);
-Outcome AddContact(const Session& session);
-Outcome UpdateContact(const Session& session);
-Outcome RemoveContact(const Session& session);
+Outcome Create(const Invocation& invocation);
+Outcome Open(const Invocation& invocation);
+Outcome Close(const Invocation& invocation);
+Outcome Current(const Invocation& invocation);
+Outcome Show(const Invocation& invocation);
+Outcome Folder(const Invocation& invocation);
+Outcome Counts(const Invocation& invocation);
+Outcome Get(const Invocation& invocation);
+Outcome Set(const Invocation& invocation);
+Outcome Clear(const Invocation& invocation);
+Outcome Contacts(const Invocation& invocation);
+Outcome Contact(const Invocation& invocation);
+Outcome AddContact(const Invocation& invocation);
+Outcome UpdateContact(const Invocation& invocation);
+Outcome RemoveContact(const Invocation& invocation);
 
 // MediaRuns.cpp
-Outcome NewMedia(const Session& session);
-Outcome Add(const Session& session);
-Outcome MediaID(const Session& session);
-Outcome UpdateSizes(const Session& session);
-Outcome DeleteMedia(const Session& session);
+Outcome NewMedia(const Invocation& invocation);
+Outcome Add(const Invocation& invocation);
+Outcome MediaID(const Invocation& invocation);
+Outcome UpdateSizes(const Invocation& invocation);
+Outcome DeleteMedia(const Invocation& invocation);
 
 // ListRuns.cpp
-Outcome List(const Session& session);
-Outcome Stats(const Session& session);
-Outcome Search(const Session& session);
-Outcome Results(const Session& session);
-Outcome SearchStats(const Session& session);
+Outcome List(const Invocation& invocation);
+Outcome Stats(const Invocation& invocation);
+Outcome Search(const Invocation& invocation);
+Outcome Results(const Invocation& invocation);
+Outcome SearchStats(const Invocation& invocation);
 
 // BulkRuns.cpp
-Outcome Delete(const Session& session);
-Outcome Move(const Session& session);
-Outcome Copy(const Session& session);
+Outcome Delete(const Invocation& invocation);
+Outcome Move(const Invocation& invocation);
+Outcome Copy(const Invocation& invocation);
 
 /// The names of the fields that "get" and "set" know.
 std::vector<std::string> FieldNames();
