@@ -111,6 +111,7 @@ jobsDaemonRtn_e ManagedDevice::DeleteJobInternal(const std::shared_ptr<Job>& job
         return playback;
     if (job->IsOpen())
         CloseJob(job);
+    const std::lock_guard trashLock(_trashMutex);
     if (const jobsDaemonRtn_e moved = _MoveToTrash(folder); moved != JOBS_RTN_SUCCEEDED)
         return moved;
 
@@ -213,9 +214,7 @@ jobsDaemonRtn_e ManagedDevice::MoveCopyInternal(ManagedDevice& destDevice, const
     if (result == JOBS_RTN_SUCCEEDED)
         result = _CheckDestination(transfer, *job);
     if (result == JOBS_RTN_SUCCEEDED)
-        result = _Stage(transfer);
-    if (result == JOBS_RTN_SUCCEEDED)
-        result = _Land(transfer, emitStats);
+        result = _Bring(transfer, emitStats);
     if (result != JOBS_RTN_SUCCEEDED || !isMove)
         return result;
 
@@ -279,6 +278,12 @@ jobsDaemonRtn_e ManagedDevice::_CheckDestination(const Transfer& transfer, const
         return JOBS_RTN_JOB_FILE_EXISTS;
     }
     return JOBS_RTN_SUCCEEDED;
+}
+
+jobsDaemonRtn_e ManagedDevice::_Bring(const Transfer& transfer, bool emitStats) const {
+    const std::lock_guard trashLock(transfer.destination._trashMutex);
+    const jobsDaemonRtn_e staged = _Stage(transfer);
+    return staged == JOBS_RTN_SUCCEEDED ? _Land(transfer, emitStats) : staged;
 }
 
 /// Copies the job into the trash of the destination.

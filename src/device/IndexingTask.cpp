@@ -112,6 +112,7 @@ void ManagedDevice::_JobIndexingTask() {
 
 /// What an interrupted delete, move or copy left behind is garbage.
 void ManagedDevice::_EmptyTrash() {
+    const std::lock_guard trashLock(_trashMutex);
     const std::string trash = GetTrashPath();
     std::error_code code;
     if (!fs::exists(fs::status(trash, code)))

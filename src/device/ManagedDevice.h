@@ -33,8 +33,8 @@ struct MediaReadings {
 /// through its signals.
 ///
 /// Threads: the main thread runs every public operation, one at a time. A device has at most one worker thread and one
-/// search thread, each of which shares ownership of the device. Lock order: a job's lock, `_jobListMutex`, then what
-/// emits a signal. `_currentJobMutex` and
+/// search thread, each of which shares ownership of the device. Lock order: a job's lock, `_trashMutex`,
+/// `_jobListMutex`, then what emits a signal. `_currentJobMutex` and
 /// `_searchMutex` are leaves, never held during an emission.
 class ManagedDevice : public std::enable_shared_from_this<ManagedDevice> {
 public:
@@ -306,6 +306,7 @@ private:
     jobsDaemonRtn_e _CheckDevices(const ManagedDevice& destDevice, const std::string& jobID, bool isMove) const;
     jobsDaemonRtn_e _ReleaseForMove(const std::shared_ptr<Job>& job);
     jobsDaemonRtn_e _CheckDestination(const Transfer& transfer, const Job& job) const;
+    jobsDaemonRtn_e _Bring(const Transfer& transfer, bool emitStats) const;
     jobsDaemonRtn_e _Stage(const Transfer& transfer) const;
     jobsDaemonRtn_e _Land(const Transfer& transfer, bool emitStats) const;
 
@@ -399,6 +400,9 @@ private:
     /// Guards the list, and the counters where they change with it.
     mutable std::mutex _jobListMutex;
     JobList _jobList;
+    /// Held while a job that is still wanted lies in the trash folder, and while the folder is emptied, which every
+    /// operation does first. Of one device at a time.
+    std::mutex _trashMutex;
     std::atomic<uint16_t> nRuvoJobs{0};
     std::atomic<uint16_t> nTamsyJobs{0};
     /// Legacy jobs that the last index run saw; not reduced later.

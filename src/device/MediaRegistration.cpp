@@ -194,7 +194,7 @@ jobsDaemonRtn_e ManagedDevice::DeleteMediaItem(const std::string& jobID, const s
 
     for (const std::string& path : files) {
         bool error = false;
-        if (!job->IsOnMedium(path) || (!TryFsExists(path, error) && !error))
+        if (!job->MayChange(path) || (!TryFsExists(path, error) && !error))
             continue;
         if (error || !TryFsRemove(path, error) || error) {
             syslog(LOG_ERR, "ManagedDevice::DeleteMediaItem - Failed to remove associated file: %s", path.c_str());

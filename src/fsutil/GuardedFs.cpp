@@ -1,7 +1,10 @@
 #include "fsutil/GuardedFs.h"
 
+#include "fsutil/FileDescriptor.h"
+
 #include <cerrno>
 #include <dirent.h>
+#include <fcntl.h>
 #include <memory>
 #include <sys/stat.h>
 #include <syslog.h>
@@ -48,11 +51,14 @@ bool RemoveEntry(const std::string& path) {
 }
 
 bool RemoveEntries(const std::string& path) {
-    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(path.c_str()), closedir);
+    // A link in the place of the folder leads elsewhere.
+    FileDescriptor descriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(descriptor ? fdopendir(descriptor.Get()) : nullptr, closedir);
     if (!folder) {
         syslog(LOG_ERR, "%s: Failed to open directory %s", "DeleteDir", path.c_str());
         return false;
     }
+    descriptor.Release();
     while (const dirent64* entry = readdir64(folder.get())) {
         const std::string name = entry->d_name;
         if (name != "." && name != ".." && !RemoveEntry(path + "/" + name))

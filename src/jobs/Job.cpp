@@ -98,6 +98,13 @@ bool Job::IsOnMedium(const std::string& path) const {
     return !path.ends_with('/') && LiesUnder(DirectoryPart(JobFolderPath()), path);
 }
 
+bool Job::MayChange(const std::string& path) const {
+    std::error_code code;
+    const std::filesystem::path card = std::filesystem::weakly_canonical(DirectoryPart(JobFolderPath()), code);
+    const std::filesystem::path folder = std::filesystem::weakly_canonical(DirectoryPart(path), code);
+    return !code && IsOnMedium(path) && LiesUnder(card, folder / FileName(path));
+}
+
 JobDetails& Job::Details() {
     if (!_details)
         _details = std::make_unique<JobDetails>();

@@ -123,6 +123,9 @@ public:
     /// False for a path that leaves the card, as a file name on it may ask for, and for one that names no file but ends
     /// with its folder: such a file counts as not there.
     bool IsOnMedium(const std::string& path) const;
+    /// The same of a file that is about to be made or removed: no folder on the way to it may be a link that leads off
+    /// the card either. Blocks on the medium.
+    bool MayChange(const std::string& path) const;
 
     // Details
 

@@ -52,7 +52,7 @@ bool Job::ConvertBrokenFileArtefacts() {
                 continue;
             const std::string marker = "." + fs::path(line).stem().string() + ".mp4-recActive";
             const std::string markerPath = root / fs::path(line).parent_path() / marker;
-            if (IsOnMedium(markerPath) && CreateHiddenFile(markerPath))
+            if (MayChange(markerPath) && CreateHiddenFile(markerPath))
                 created = true;
             else
                 syslog(LOG_ERR, "Job::ConvertBrokenFileArtefacts - Failed to create %s for recStat entry %s",

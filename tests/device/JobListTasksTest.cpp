@@ -214,6 +214,32 @@ TEST_F(JobListTasksTest, AJobInUseIsTakenFromUnderNobody) {
     EXPECT_EQ(Stats()["nRuvoJobs"], onFront);
 }
 
+/// All operations of a card use one trash folder, and each empties it first.
+TEST_F(JobListTasksTest, OperationsOnOneCardKeepOutOfEachOthersTrash) {
+    const std::string contents(300000, 'v');
+    for (int i = 0; i < 20; ++i) {
+        const std::string id = "sent" + std::to_string(i);
+        PutJob(id, JobDocument(id));
+        for (const char* file : {"1", "2", "3"})
+            service.Card("front").Write(id + "/media/" + file, contents);
+        service.Card("back").Write("gone" + std::to_string(i) + "/job.json",
+                                   JobDocument("gone" + std::to_string(i)).dump());
+    }
+    FindJobs();
+    ASSERT_EQ(Code("FindJobs", "back"), 0);
+    ASSERT_TRUE(service.WaitForDeviceProperty("back", "DeviceState", "Idle"));
+    ASSERT_EQ(Code("DeleteAllJobs", "back"), 0);
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(Code("MoveJob", "front", "back", "sent" + std::to_string(i)), 0) << i;
+    ASSERT_TRUE(service.WaitForDeviceProperty("back", "DeviceState", "Idle"));
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_FALSE(service.Card("back").Exists("gone" + std::to_string(i)));
+        for (const char* file : {"1", "2", "3"})
+            EXPECT_EQ(service.Card("back").Read("sent" + std::to_string(i) + "/media/" + file), contents);
+    }
+    EXPECT_EQ(LogCapture::Count("failed"), 0u);
+}
+
 /// Whichever card goes in the middle, the task ends, the service lives on, and the next mount shows what is there.
 TEST_F(JobListTasksTest, ACardPulledInTheMiddleTakesNothingWithIt) {
     for (const std::string pulled : {"back", "front"}) {

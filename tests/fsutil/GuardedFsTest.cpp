@@ -112,8 +112,11 @@ TEST_F(GuardedFs, DeleteDirTakesLinksAwayAndLeavesWhatTheyPointTo) {
     fs::create_symlink(Path("gone"), Path("trash/dangling"));
     EXPECT_TRUE(DeleteDir(Path("trash")));
     EXPECT_FALSE(fs::exists(Path("trash")));
-    EXPECT_EQ(folder.Read("outside/kept"), "text");
     EXPECT_EQ(log.TakeErrors(), Lines{});
+    fs::create_directory_symlink(Path("outside"), Path("trash"));
+    EXPECT_FALSE(DeleteDir(Path("trash"))) << "nor is a link in its own place followed";
+    EXPECT_EQ(log.TakeErrors(), Lines{"DeleteDir: Failed to open directory " + Path("trash")});
+    EXPECT_EQ(folder.Read("outside/kept"), "text");
 }
 
 TEST_F(GuardedFs, DeleteDirStopsAtTheFirstFailure) {
