@@ -18,9 +18,11 @@ namespace {
 
 constexpr const char* noKey = "Irrelevant";
 
-/// The text that a field structure leads to: the first key of each object is followed. Null for a structure that leads
-/// to anything else.
+/// The one text that a field structure leads to: the first key of each object is followed. Null for a structure that
+/// leads to anything else, and for one of several keys, since contacts and media are looked for at any of them.
 const std::string* TermOf(const json& field) {
+    if (field.is_object() && field.size() > 1)
+        return nullptr;
     const json* leaf = &field;
     while (leaf->is_object() && !leaf->empty())
         leaf = &leaf->begin().value();

@@ -20,7 +20,7 @@ int OpenWithoutWaiting(const std::string& path, int flags, unsigned mode) {
 bool ReadRegularFile(const std::string& path, std::string& contents) {
     const FileDescriptor file(OpenWithoutWaiting(path, O_RDONLY));
     struct stat64 status {};
-    if (!file || fstat64(file.Get(), &status) != 0 || !S_ISREG(status.st_mode))
+    if (!file || fstat64(file.Get(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size > longestFile)
         return false;
 
     // One byte more than the size: a file that did not grow meanwhile is read in one go, and its end shows in that.

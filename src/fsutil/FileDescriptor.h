@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <sys/types.h>
 #include <utility>
 
 namespace JobsManagerD {
@@ -29,8 +30,11 @@ private:
 /// `open` that neither waits for the other end of a FIFO nor passes the descriptor on to a child process.
 int OpenWithoutWaiting(const std::string& path, int flags, unsigned mode = 0);
 
-/// Reads a whole regular file. False when it cannot be opened, is no regular file, or a read fails. The text keeps its
-/// storage from call to call.
+/// Several times the longest job file, in bytes: a card may hold files that are larger than the memory.
+constexpr off_t longestFile = 128 * 1024 * 1024;
+
+/// Reads a whole regular file. False when it cannot be opened, is no regular file or a longer one, or a read fails. The
+/// text keeps its storage from call to call.
 bool ReadRegularFile(const std::string& path, std::string& contents);
 
 /// Writes all of `contents`, in as many writes as it takes. False as soon as one fails.

@@ -18,6 +18,8 @@ namespace {
 /// As many as a job's counters can tell. Segments of one number share their bookmarks, so that a small database could
 /// ask for far more.
 constexpr size_t mostMedia = 65'535;
+/// Of their texts in all: items share the segment's folder and the job's source.
+constexpr size_t mostMediaBytes = 64 * 1024 * 1024;
 
 // Texts ---------------------------------------------------------------------------------------------------------------
 
@@ -301,20 +303,31 @@ std::shared_ptr<Media> MapBookmark(const JDB3Bookmark& bookmark, const JDB3Segme
     return item;
 }
 
+size_t BytesOf(const Media& item) {
+    size_t bytes = item.notes.size() + item.privateNotes.size() + item.source.model.size() + item.source.serial.size() +
+                   item.source.version.size();
+    for (const MediaFile& file : item.files)
+        bytes += file.name.size();
+    return bytes;
+}
+
 void MapMedia(const JDB3JobFields& fields, Job& job) {
     std::unordered_map<int32_t, std::vector<const JDB3Bookmark*>> bookmarksOfSegment;
     for (const JDB3Bookmark& bookmark : fields.bookmarks)
         bookmarksOfSegment[bookmark.SegmentId].push_back(&bookmark);
 
     size_t visited = 0;
+    size_t bytes = 0;
     for (const JDB3Segment& segment : fields.segments) {
         for (const JDB3Bookmark* bookmark : bookmarksOfSegment[segment.Id]) {
-            if (++visited > mostMedia) {
+            if (++visited > mostMedia || bytes > mostMediaBytes) {
                 syslog(LOG_ERR, "JobFileHandlerJDB3::mapJDB3toRuvoJob - Too many bookmarks. Dropping the rest");
                 return;
             }
-            if (std::shared_ptr<Media> item = MapBookmark(*bookmark, segment, job))
+            if (std::shared_ptr<Media> item = MapBookmark(*bookmark, segment, job)) {
+                bytes += BytesOf(*item);
                 job.AddMediaItem(std::move(item));
+            }
         }
     }
 }

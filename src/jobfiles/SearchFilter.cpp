@@ -115,8 +115,9 @@ bool SearchFilter::_MayHold(File& file, const dom::object& object) const {
 /// The notes of a media item, and of anything inside it, are decoded with the item's own ID.
 bool SearchFilter::_MayHoldInMedia(File& file, const dom::element& media) const {
     dom::array items;
+    // A list may be an object, too, whose items have IDs as well: that is left to the search.
     if (media.get_array().get(items) != simdjson::SUCCESS)
-        return _MayHold(file, media);
+        return true;
     const size_t outerKeys = file.keys.size();
     for (const dom::element item : items) {
         AddIds(item, file.keys);

@@ -140,6 +140,8 @@ TEST_F(IndexingTest, NothingThatAFileHoldsStallsTheOthers) {
         document[key] = Json::array({nullptr});
         PutJob(std::string("kind-") + key, document);
     }
+    card.Write("11/job.json", "");
+    std::filesystem::resize_file(card / "11/job.json", uintmax_t{1} << 36);
     card.MakeFolder("08/job.json");
     card.MakeFolder("09");
     ASSERT_EQ(mkfifo((card / "09/job.json").c_str(), 0600), 0);

@@ -68,6 +68,9 @@ TEST_F(SearchTest, ATextIsLookedForInContactsMediaAndTheJob) {
 
 TEST_F(SearchTest, AnObjectLeadsToThePlace) {
     PutJobs();
+    EXPECT_EQ(Match(R"({"address":"nobody","contacts":{"lastName":"Reed"}})"),
+              Json::parse(R"({"contactID":1,"term":"Reed"})"))
+        << "contacts and media are found at any of several keys";
     EXPECT_EQ(Match(R"({"media":{"notes":"crack"}})"), Json::parse(R"({"mediaID":"m2","term":"crack"})"));
     EXPECT_EQ(Match(R"({"contacts":{"lastName":"Reed"}})"), Json::parse(R"({"contactID":1,"term":"Reed"})"));
     EXPECT_EQ(Match(R"({"customer":{"lastName":"berg"}})"), Json::parse(R"({"term":"Berg"})"));

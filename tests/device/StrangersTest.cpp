@@ -1,4 +1,5 @@
 #include "device/ServiceTest.h"
+#include "simulator/Handles.h"
 
 #include <sys/stat.h>
 #include <syslog.h>
@@ -155,6 +156,28 @@ TEST_F(StrangersTest, AFileNameReachesNothingOutsideTheCard) {
     document["media"][0]["files"][0]["name"] = "../../other.jpg";
     ASSERT_EQ(OpenEdited(document), 0);
     EXPECT_EQ(JobFile(job).at("jobSize"), 7) << "on the card it counts";
+}
+
+TEST_F(StrangersTest, NobodyElseSpeaksForAPeer) {
+    Simulator::Connection bus;
+    ASSERT_GE(sd_bus_open_user(Simulator::Out(bus)), 0);
+    // To every connection of the service, whichever they are: the card is gone.
+    for (int number = 0; number < 400; ++number) {
+        Simulator::Message forged;
+        ASSERT_GE(sd_bus_message_new_signal(bus.get(), Simulator::Out(forged),
+                                            "/com/corvane/common/StorageDaemon1/front",
+                                            "org.freedesktop.DBus.Properties", "PropertiesChanged"),
+                  0);
+        ASSERT_GE(sd_bus_message_append(forged.get(), "sa{sv}as", "com.corvane.common.StorageDaemon1.Device", 1,
+                                        "IsMounted", "b", 0, 0),
+                  0);
+        ASSERT_GE(sd_bus_send_to(bus.get(), forged.get(), (":1." + std::to_string(number)).c_str(), nullptr), 0);
+    }
+    ASSERT_GE(sd_bus_call_method(bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                 "GetId", nullptr, nullptr, nullptr),
+              0);
+    SettleStorage();
+    EXPECT_EQ(OpenJob(job, "front"), 0);
 }
 
 TEST_F(StrangersTest, NothingIsRemovedThroughALinkedFolder) {

@@ -54,6 +54,7 @@ TEST_F(SearchFilterTest, DecidesNothingWhereItCannotTell) {
     EXPECT_FALSE(RulesOutText("zebra", "{\"notes\":"));
     EXPECT_FALSE(RulesOutText("zebra", "\xEF\xBB\xBF{}"));
     EXPECT_FALSE(RulesOutText("zebra", "[]"));
+    EXPECT_FALSE(RulesOutText("zebra", R"({"id":"1","media":{"a":{"id":"m","privateNotes":[1,2]}}})"));
     // Notes as fractions are still bytes for the search itself.
     EXPECT_FALSE(RulesOutText("A", R"({"id":"\u0000","privateNotes":[65.0]})"));
 }

@@ -1,11 +1,22 @@
 #include "peers/buslink/DbusListener.h"
 
 namespace Buslink {
+namespace {
+
+/// The bus looks at who sent a signal only where it goes to all. What is addressed to this connection may come from
+/// anybody, in the name of any service.
+int DropAddressedSignals(sd_bus_message* message, void*, sd_bus_error*) {
+    return sd_bus_message_is_signal(message, nullptr, nullptr) > 0 && sd_bus_message_get_destination(message) ? 1 : 0;
+}
+
+} // namespace
 
 int32_t DbusConnector::Connect() {
     if (_bus)
         return 0;
     int result = sd_bus_open_user(Out(_bus));
+    if (result >= 0)
+        result = sd_bus_add_filter(_bus.get(), nullptr, DropAddressedSignals, nullptr);
     if (result >= 0)
         result = sd_bus_attach_event(_bus.get(), _event, SD_EVENT_PRIORITY_NORMAL);
     return result;
