@@ -1,10 +1,10 @@
 #pragma once
 
-#include "daemon/ReturnCodes.h"
+#include "codes/ReturnCodes.h"
 #include "device/JobList.h"
 #include "device/RaisedSignal.h"
 #include "jobfiles/JobFileHandler.h"
-#include "jobfiles/SearchTerm.h"
+#include "search/SearchTerm.h"
 #include "jobs/Job.h"
 #include "peers/buslink/Handles.h"
 

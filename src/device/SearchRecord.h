@@ -1,7 +1,7 @@
 #pragma once
 
 #include "device/ManagedDevice.h"
-#include "jobfiles/SearchTerm.h"
+#include "search/SearchTerm.h"
 
 #include <nlohmann/json.hpp>
 

@@ -4,7 +4,7 @@
 #include "device/SearchRecord.h"
 #include "fsutil/Paths.h"
 #include "fsutil/Times.h"
-#include "jobfiles/SearchFilter.h"
+#include "search/SearchFilter.h"
 #include "jobs/Json.h"
 #include "jobs/Scramble.h"
 

@@ -1,4 +1,4 @@
-#include "jobfiles/SearchFilter.h"
+#include "search/SearchFilter.h"
 
 #include "fsutil/FileDescriptor.h"
 #include "jobs/Scramble.h"

@@ -1,4 +1,4 @@
-#include "daemon/ReturnCodes.h"
+#include "codes/ReturnCodes.h"
 
 #include "fsutil/LogLines.h"
 

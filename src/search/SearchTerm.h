@@ -1,6 +1,6 @@
 #pragma once
 
-#include "daemon/ReturnCodes.h"
+#include "codes/ReturnCodes.h"
 
 #include <string>
 

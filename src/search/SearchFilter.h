@@ -1,6 +1,6 @@
 #pragma once
 
-#include "jobfiles/SearchTerm.h"
+#include "search/SearchTerm.h"
 #include "jobs/FastJson.h"
 
 #include <string>

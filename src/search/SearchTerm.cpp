@@ -1,4 +1,4 @@
-#include "jobfiles/SearchTerm.h"
+#include "search/SearchTerm.h"
 
 #include <cstring>
 #include <strings.h>
