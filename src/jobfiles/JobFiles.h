@@ -1,7 +1,7 @@
 #pragma once
 
 #include "codes/ReturnCodes.h"
-#include "jobfiles/LargeFileTurn.h"
+#include "jobfiles/JobText.h"
 
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
@@ -14,13 +14,6 @@ namespace JobsManagerD {
 class Job;
 class JobFileBytes;
 class JobFileHandler;
-
-/// The bytes of a job file. Reading into the same one again reuses its storage.
-struct JobText {
-    std::string text;
-    /// Taken when the text is a large one: keep it until what was made of the text is gone too.
-    LargeFileTurn turn;
-};
 
 /// The job files of one card: which handler reads and writes which file, a lock for each path, and which files a failed
 /// save has left torn. One object for each card, shared by all that work on it.
