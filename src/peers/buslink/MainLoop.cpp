@@ -26,6 +26,7 @@ int32_t MainLoop::Attach(sd_event* event) {
     result = sd_event_source_set_io_fd_own(_source.get(), true);
     const LockGuard lock(_mutex);
     _descriptor = descriptor;
+    _thread = std::this_thread::get_id();
     if (!_queue.empty())
         eventfd_write(_descriptor, 1);
     return result;
@@ -37,6 +38,7 @@ void MainLoop::Close() {
     const LockGuard lock(_mutex);
     _isClosed = true;
     _descriptor = -1;
+    _thread = {};
     dropped.swap(_queue);
 }
 
@@ -49,9 +51,22 @@ void MainLoop::Post(Work work) {
         eventfd_write(_descriptor, 1);
 }
 
+void MainLoop::Run(Work work) {
+    if (_IsLoopThread())
+        work();
+    else
+        Post(std::move(work));
+}
+
+bool MainLoop::_IsLoopThread() {
+    const LockGuard lock(_mutex);
+    return _thread == std::this_thread::get_id();
+}
+
 void MainLoop::Wake() {
     const LockGuard lock(_mutex);
-    if (_descriptor >= 0)
+    // The loop's own thread prepares its sources before it polls.
+    if (_descriptor >= 0 && _thread != std::this_thread::get_id())
         eventfd_write(_descriptor, 1);
 }
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <thread>
 #include <vector>
 
 namespace Buslink {
@@ -32,18 +33,22 @@ public:
     /// Has `work` run on the loop's thread, never before this returns when called there. An exception out of it is
     /// logged as an error, and the loop goes on. Dropped once the loop is closed, or has ended.
     void Post(Work work);
-    /// Has the loop prepare its sources and poll anew.
+    /// As `Post`, but at once when called on the loop's own thread; an exception then goes to the caller.
+    void Run(Work work);
+    /// Has the loop prepare its sources and poll anew, should it be polling.
     void Wake();
 
 private:
     static int _OnWake(sd_event_source* source, int descriptor, uint32_t events, void* userData);
     void _RunQueued();
+    bool _IsLoopThread();
 
     Locks::Mutex _mutex;
     std::vector<Work> _queue GUARDED_BY(_mutex);
     bool _isClosed GUARDED_BY(_mutex) = false;
     /// An eventfd, owned by the source that watches it; negative while there is none.
     int _descriptor GUARDED_BY(_mutex) = -1;
+    std::thread::id _thread GUARDED_BY(_mutex);
     EventSource _source;
 };
 
