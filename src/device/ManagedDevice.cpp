@@ -109,9 +109,11 @@ void ManagedDevice::_JoinThread(std::thread& thread) {
 
 void ManagedDevice::_StartWorker(std::function<void(ManagedDevice&)> task) {
     _JoinThread(_workerThread);
+    _workerEnd.Began();
     _workerThread = std::thread([self = shared_from_this(), task = std::move(task)] {
         const RunningTask running;
         task(*self);
+        self->_workerEnd.Ended();
     });
 }
 
@@ -120,26 +122,43 @@ std::string ManagedDevice::GetTrashPath() const {
 }
 
 void ManagedDevice::_Cancel() {
-    syslog(LOG_INFO, "ManagedDevice::_Cancel - Setting cancel flags.");
-    _cancel = true;
-    _searchCancel = true;
-    syslog(LOG_INFO, "ManagedDevice::_Cancel - Waiting for any active threads to close.");
+    _StopThreads();
     _JoinThread(_workerThread);
     _JoinThread(_searchThread);
     syslog(LOG_INFO, "ManagedDevice::Cancel - Complete.");
 }
 
-void ManagedDevice::CancelCMD() {
+void ManagedDevice::_StopThreads() {
+    syslog(LOG_INFO, "ManagedDevice::_Cancel - Setting cancel flags.");
+    _cancel = true;
+    _searchCancel = true;
+    syslog(LOG_INFO, "ManagedDevice::_Cancel - Waiting for any active threads to close.");
+}
+
+void ManagedDevice::Cancel(std::function<void()> whenDone) {
+    _StopThreads();
+    _workerEnd.WhenEnded([self = shared_from_this(), whenDone = std::move(whenDone)] {
+        self->_searchEnd.WhenEnded([whenDone] {
+            syslog(LOG_INFO, "ManagedDevice::Cancel - Complete.");
+            whenDone();
+        });
+    });
+}
+
+void ManagedDevice::CancelCMD(std::function<void()> whenDone) {
     syslog(LOG_INFO, "ManagedDevice::CancelCMD.");
     if (!IsCancellable(_state)) {
         syslog(LOG_INFO, "ManagedDevice::CancelCMD no cancellable async activity (multi copy/move/delete) on device");
+        whenDone();
         return;
     }
     syslog(LOG_INFO, "ManagedDevice::CancelCMD - Setting cancel flags.");
     _cancel = true;
     syslog(LOG_INFO, "ManagedDevice::CancelCMD - Waiting for any active threads to close.");
-    _JoinThread(_workerThread);
-    syslog(LOG_INFO, "ManagedDevice::CancelCMD - Complete.");
+    _workerEnd.WhenEnded([whenDone = std::move(whenDone)] {
+        syslog(LOG_INFO, "ManagedDevice::CancelCMD - Complete.");
+        whenDone();
+    });
 }
 
 std::shared_ptr<Job> ManagedDevice::_CurrentJob() const {

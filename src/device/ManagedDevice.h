@@ -3,10 +3,10 @@
 #include "codes/ReturnCodes.h"
 #include "device/JobList.h"
 #include "device/RaisedSignal.h"
+#include "device/ThreadEnd.h"
 #include "jobfiles/JobFileHandler.h"
-#include "search/SearchTerm.h"
 #include "jobs/Job.h"
-#include "peers/buslink/Handles.h"
+#include "search/SearchTerm.h"
 
 #include <atomic>
 #include <cstdint>
@@ -55,10 +55,6 @@ public:
     const std::string& GetMountPoint() const { return _mountPoint; }
     const std::string& GetDbusPath() const { return _dbusPath; }
     const std::string& GetDeviceId() const { return _deviceId; }
-    /// The slot of the device's bus object; the daemon fills and releases it under the bus lock.
-    Buslink::Slot& GetDbusSlot() { return _dbusSlot; }
-    /// The table of the device's bus object, which the bus reads as long as the object exists.
-    std::vector<sd_bus_vtable>& GetDbusVtable() { return _dbusVtable; }
 
     // State, space, write-active, cancel (ManagedDevice.cpp) ---------------------------------------------------------
 
@@ -74,8 +70,11 @@ public:
     void _SetWriteActive(const std::string& reason, bool active);
     /// Stops both threads and waits for them: the device is going away.
     void Cancel() { _Cancel(); }
-    /// Stops a multi-job delete, move or copy and waits for its end.
-    void CancelCMD();
+    /// Stops both threads. `whenDone` is called once: on the thread that ended last, or at once when none runs.
+    void Cancel(std::function<void()> whenDone);
+    /// Stops a multi-job delete, move or copy. `whenDone` is called once: on its thread after its end, or at once when
+    /// there is none.
+    void CancelCMD(std::function<void()> whenDone);
 
     /// Where a job lies while it is being deleted, or while it arrives.
     std::string GetTrashPath() const;
@@ -274,6 +273,7 @@ private:
 
     // State
     void _Cancel();
+    void _StopThreads();
     /// `_SetWriteActive` under its mutex.
     void _MarkWriteActive(const std::string& reason, bool active);
     static void _JoinThread(std::thread& thread);
@@ -387,15 +387,13 @@ private:
     bool _isMountPoint = false;
     std::string _dbusPath;
     std::string _deviceId;
-    std::vector<sd_bus_vtable> _dbusVtable;
-    /// Behind the table, which releasing it still reads.
-    Buslink::Slot _dbusSlot;
 
     std::atomic<deviceState_e> _state{DEVICE_STATE_IDLE};
     std::atomic<bool> _readOnly{false};
     /// Stops the worker thread between two jobs.
     std::atomic<bool> _cancel{false};
     std::thread _workerThread;
+    ThreadEnd _workerEnd;
 
     /// Guards the list, and the counters where they change with it.
     mutable std::mutex _jobListMutex;
@@ -414,6 +412,7 @@ private:
     mutable std::mutex _searchMutex;
     std::unique_ptr<SearchRecord> _search;
     std::thread _searchThread;
+    ThreadEnd _searchEnd;
     std::atomic<bool> _searchCancel{false};
 
     /// Held over the call to the storage service, so that it hears set and clear in order.

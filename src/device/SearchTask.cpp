@@ -4,9 +4,9 @@
 #include "device/SearchRecord.h"
 #include "fsutil/Paths.h"
 #include "fsutil/Times.h"
-#include "search/SearchFilter.h"
 #include "jobs/Json.h"
 #include "jobs/Scramble.h"
+#include "search/SearchFilter.h"
 
 #include <optional>
 #include <syslog.h>
@@ -169,9 +169,11 @@ jobsDaemonRtn_e ManagedDevice::SearchJobs(const std::string& fieldStructure, con
     _searchCancel = true;
     _JoinThread(_searchThread);
     _searchCancel = false;
+    _searchEnd.Began();
     _searchThread = std::thread([self = shared_from_this(), field, term, matchLimit] {
         const RunningTask running;
         self->_SearchJobsTask(field, term, matchLimit);
+        self->_searchEnd.Ended();
     });
     return JOBS_RTN_SUCCEEDED;
 }
