@@ -55,9 +55,10 @@ void AddMediaPlaces(const Job& job, json& object) {
 } // namespace
 
 std::string ManagedDevice::GetJobListStatsJSONstring() const {
-    return CompactDump({{"nRuvoJobs", nRuvoJobs.load()},
-                        {"nTamsyJobs", nTamsyJobs.load()},
-                        {"nTamsyJobsAtReIndex", nTamsyJobsAtReIndex.load()}});
+    const DeviceJobs::Counts counts = _jobs.Counters();
+    return CompactDump({{"nRuvoJobs", counts.nRuvoJobs},
+                        {"nTamsyJobs", counts.nTamsyJobs},
+                        {"nTamsyJobsAtReIndex", counts.nTamsyJobsAtReIndex}});
 }
 
 std::string ManagedDevice::GetSearchStatsJSONstring() const {
@@ -71,16 +72,12 @@ std::string ManagedDevice::GetSearchStatsJSONstring() const {
 
 jobsDaemonRtn_e ManagedDevice::GetJobListSummariesJSONstring(uint8_t criterion, uint8_t order, uint16_t startIdx,
                                                              uint16_t& limit, std::string& text) const {
-    std::vector<JobList::Entry> page;
-    {
-        const std::lock_guard lock(_jobListMutex);
-        if (IsOutOfRange(startIdx, _jobList.Size())) {
-            syslog(LOG_ERR, "%s startIdx %u out of range - jobList has %u entries", "GetJobListSummariesJSONstring",
-                   startIdx, static_cast<unsigned>(_jobList.Size()));
-            return JOBS_RTN_INVALID_RANGE;
-        }
-        const size_t count = PageSize(startIdx, limit, _jobList.Size());
-        page = SortedPage(_jobList.Entries(), criterion, order != 0, startIdx, count);
+    std::vector<DeviceJobs::Entry> page;
+    size_t size = 0;
+    if (!_jobs.Page(criterion, order != 0, startIdx, limit, page, size)) {
+        syslog(LOG_ERR, "%s startIdx %u out of range - jobList has %u entries", "GetJobListSummariesJSONstring",
+               startIdx, static_cast<unsigned>(size));
+        return JOBS_RTN_INVALID_RANGE;
     }
     limit = static_cast<uint16_t>(page.size());
     return JoinPage(
@@ -137,7 +134,7 @@ jobsDaemonRtn_e ManagedDevice::GetJobSummaryJSONstring(const std::string& jobID,
 }
 
 jobsDaemonRtn_e ManagedDevice::GetMediaID(const std::string& filePath, std::string& mediaID) const {
-    const std::shared_ptr<Job> current = _CurrentJob();
+    const std::shared_ptr<Job> current = _jobs.Current();
     if (!current) {
         syslog(LOG_ERR, "ManagedDevice::GetMediaID No current job");
         return JOBS_RTN_NO_CURRENT_JOB;

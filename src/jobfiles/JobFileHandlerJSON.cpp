@@ -1,6 +1,5 @@
 #include "jobfiles/JobFileHandlerJSON.h"
 
-#include "fsutil/SafeFileWrite.h"
 #include "jobfiles/FastSummary.h"
 #include "jobfiles/JobFileValidators.h"
 #include "jobfiles/SafeJobOpen.h"
@@ -155,9 +154,21 @@ void ReadMedia(const json& document, Job& job) {
     }
 }
 
+ParseJobText ParseInto(json& document) {
+    return [&document](const std::string& text) { document = ParseJson(text); };
+}
+
+std::shared_ptr<JobFileBytes> FilesOfNoCard() {
+    static const auto files = std::make_shared<JobFileBytes>();
+    return files;
+}
+
 } // namespace
 
+JobFileHandlerJSON::JobFileHandlerJSON() : JobFileHandlerJSON(FilesOfNoCard()) {}
+
 jobFileOpRtn_e JobFileHandlerJSON::ParseJobFileSummary(Job& job) const try {
+    JobText bytes;
     std::optional<JobSummary> summary;
     json document;
     const auto parse = [&summary, &document](std::string& text) {
@@ -165,7 +176,7 @@ jobFileOpRtn_e JobFileHandlerJSON::ParseJobFileSummary(Job& job) const try {
         if (!summary)
             document = ParseJson(text);
     };
-    if (SafeJobOpen(job.JobFilePath(), parse) != JOBFILE_OP_SUCCEEDED)
+    if (SafeJobOpen(*_files, job.JobFilePath(), bytes, parse) != JOBFILE_OP_SUCCEEDED)
         return JOBFILE_OP_FS_ERROR;
     if (!summary && !HasValidSummaryFields(document)) {
         syslog(LOG_ERR, "JobFileHandlerJSON::ParseJobFileSummary - Valid job summary fields check failed");
@@ -179,8 +190,9 @@ jobFileOpRtn_e JobFileHandlerJSON::ParseJobFileSummary(Job& job) const try {
 }
 
 jobFileOpRtn_e JobFileHandlerJSON::ParseJobFile(Job& job) const try {
+    JobText bytes;
     json document;
-    if (SafeJobOpen(job.JobFilePath(), document) != JOBFILE_OP_SUCCEEDED)
+    if (SafeJobOpen(*_files, job.JobFilePath(), bytes, ParseInto(document)) != JOBFILE_OP_SUCCEEDED)
         return JOBFILE_OP_FS_ERROR;
     if (!HasValidJobFields(document)) {
         syslog(LOG_ERR, "JobFileHandlerJSON::ParseJobFile - Valid job fields check failed");
@@ -198,8 +210,7 @@ jobFileOpRtn_e JobFileHandlerJSON::ParseJobFile(Job& job) const try {
 
 jobFileOpRtn_e JobFileHandlerJSON::UpdateJobFile(const Job& job) const {
     const std::string path = job.JobFilePath();
-    const std::lock_guard lock(JobFileLock(path));
-    if (!SafeFileWrite(path, CompactDump(job.ToJson(JSON_MODE_FILE)))) {
+    if (!_files->Write(path, CompactDump(job.ToJson(JSON_MODE_FILE)))) {
         syslog(LOG_ERR, "%s: Failed to update job file %s", "UpdateJobFile", path.c_str());
         return JOBFILE_OP_FS_ERROR;
     }
@@ -208,7 +219,8 @@ jobFileOpRtn_e JobFileHandlerJSON::UpdateJobFile(const Job& job) const {
 }
 
 jobFileOpRtn_e JobFileHandlerJSON::ExtractJobJson(const Job& job, json& document) const {
-    const jobFileOpRtn_e result = SafeJobOpen(job.JobFilePath(), document);
+    JobText bytes;
+    const jobFileOpRtn_e result = SafeJobOpen(*_files, job.JobFilePath(), bytes, ParseInto(document));
     if (result == JOBFILE_OP_SUCCEEDED)
         return JOBFILE_OP_SUCCEEDED;
     syslog(LOG_ERR, "JobFileHandlerJSON::ExtractJobJson - Failed to parse job file : %s", JobFileOpText(result));

@@ -27,6 +27,12 @@ int32_t ReadProperty(const std::string& path, const char* interface, const char*
     return result;
 }
 
+/// "/mnt/SD1" holds "/mnt/SD1" and "/mnt/SD1/a", but not "/mnt/SD10/a".
+bool LiesIn(const std::string& folder, const std::string& filename) {
+    return filename.starts_with(folder) &&
+           (filename.size() == folder.size() || folder.ends_with('/') || filename[folder.size()] == '/');
+}
+
 StorageDaemonDbusHandler& Handler(void* userData) { return *static_cast<StorageDaemonDbusHandler*>(userData); }
 
 int OnInterface(sd_bus_message* message, std::string& objectPath, std::string& interface, void* userData) noexcept {
@@ -123,27 +129,28 @@ int32_t StorageDaemonDbusHandler::GetMounted(const std::string& path, bool& moun
 }
 
 int32_t StorageDaemonDbusHandler::GetStorageObjectPaths(std::vector<std::string>& paths) {
-    const Buslink::PeerConnection bus;
-    int32_t result = bus.Result();
     std::vector<buslink_utils::object_manager::ManagedObject> objects;
+    const int32_t result = Buslink::PeerConnection::With([&objects](sd_bus* bus) {
+        objects.clear();
+        return buslink_utils::object_manager::GetManagedObjects(bus, service, rootPath, objects);
+    });
     if (result >= 0)
-        result = buslink_utils::object_manager::GetManagedObjects(bus.Get(), service, rootPath, objects);
-    if (Buslink::PeerConnection::Checked(result) >= 0)
         for (const auto& object : objects)
             paths.push_back(object.path);
     return result;
 }
 
 int32_t StorageDaemonDbusHandler::SetWriteActive(const std::string& path, uint8_t reserved, bool active) {
-    const Buslink::PeerConnection bus;
-    Buslink::BusError error;
-    int32_t result = bus.Result();
-    if (result >= 0)
-        result = sd_bus_call_method(bus.Get(), service, path.c_str(), deviceInterface, "SetWriteActive", error, nullptr,
-                                    "yb", reserved, static_cast<int>(active));
-    if (Buslink::PeerConnection::Checked(result) < 0)
-        syslog(LOG_ERR, "%s: sd_bus_call_method failed r = %d, reason = %s", "SetWriteActive", result,
-               error.Text(result).c_str());
+    std::string reason;
+    const int32_t result = Buslink::PeerConnection::With([&](sd_bus* bus) {
+        Buslink::BusError error;
+        const int called = sd_bus_call_method(bus, service, path.c_str(), deviceInterface, "SetWriteActive", error,
+                                              nullptr, "yb", reserved, static_cast<int>(active));
+        reason = error.Text(called);
+        return called;
+    });
+    if (result < 0)
+        syslog(LOG_ERR, "%s: sd_bus_call_method failed r = %d, reason = %s", "SetWriteActive", result, reason.c_str());
     return result;
 }
 
@@ -157,7 +164,7 @@ int32_t StorageDaemonDbusHandler::GetPathFromFilename(const std::string& filenam
     }
     for (const std::string& path : paths) {
         std::string mountPoint;
-        if (GetMountPoint(path, mountPoint) < 0 || mountPoint.empty() || !filename.starts_with(mountPoint))
+        if (GetMountPoint(path, mountPoint) < 0 || mountPoint.empty() || !LiesIn(mountPoint, filename))
             continue;
         objectPath = path;
         return 0;

@@ -226,7 +226,7 @@ protected:
     void Release() { lock.unlock(); }
 
 private:
-    std::unique_lock<std::mutex> HoldSecond() {
+    std::unique_lock<Locks::TimedMutex> HoldSecond() {
         PutLegacyJob("C", 3);
         PutLegacyJob("A", 1);
         const std::string id = PutLegacyJob("B", 2);
@@ -236,7 +236,7 @@ private:
     }
 
     std::shared_ptr<Job> job;
-    std::unique_lock<std::mutex> lock = HoldSecond();
+    std::unique_lock<Locks::TimedMutex> lock = HoldSecond();
 };
 
 TEST_F(ConversionHeldTest, AJobThatAClientOpensMeanwhileIsNotConvertedAgain) {
