@@ -267,4 +267,9 @@ JobsManagerDaemon::Device JobsManagerDaemon::_DeviceHolding(const std::string& p
     return device;
 }
 
+/// A device may close its current job by itself: one of the earlier generation before a conversion.
+JobsManagerDaemon::Device JobsManagerDaemon::CurrentJobDevice() const {
+    return currentJobDevice && currentJobDevice->HasCurrentJob() ? currentJobDevice : nullptr;
+}
+
 } // namespace JobsManagerD

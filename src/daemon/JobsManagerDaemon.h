@@ -61,7 +61,7 @@ public:
     void ChangeTargetDevice(const std::string& deviceID);
     void SelectTargetDevice();
     /// At most one job in the whole system is current; null when none is.
-    const Device& CurrentJobDevice() const { return currentJobDevice; }
+    Device CurrentJobDevice() const;
     void SetCurrentJobDevice(const Device& device) { currentJobDevice = device; }
 
     // Settings (Settings.cpp) ----------------------------------------------------------------------------------------

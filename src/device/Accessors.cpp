@@ -266,6 +266,7 @@ jobsDaemonRtn_e ManagedDevice::SetDefaultContactByJSONstring(const nlohmann::jso
     const std::shared_ptr<Job> current = _jobs.Current();
     if (!current)
         return JOBS_RTN_SUCCEEDED;
+    const Locks::LockGuard use(current->DetailsLock());
     // A list that is full or holds the same contact already is saved as it is.
     const jobRtn_e result = current->SetCompanyContactByJSONstring(json, contactSource);
     if (result == JOB_RTN_INVALID_FIELDS || result == JOB_RTN_ENTRY_NOT_FOUND)

@@ -3,7 +3,6 @@
 #include "device/SearchRecord.h"
 #include "fsutil/Paths.h"
 #include "jobs/Json.h"
-#include "peers/StorageDaemon.h"
 
 #include <span>
 #include <syslog.h>
@@ -39,17 +38,16 @@ jobsDaemonRtn_e JoinPage(const Page& page, TextOf textOf, std::string& text) {
     return JOBS_RTN_INVALID_RANGE;
 }
 
-/// Where the file server shows a job: the storage device's ID and the job folder's name.
-std::string JobUrl(const Job& job) {
-    std::string deviceId;
-    Storaged::StorageDaemonDbusHandler::GetDeviceIdFromFilename(job.JobFilePath(), deviceId);
-    return deviceId + "/" + FileName(job.JobFolderPath());
+/// Where the file server shows a job: the storage service's ID of the card, and the name of the job's folder.
+std::string JobUrl(const ManagedDevice& device, const Job& job) {
+    return FileName(device.GetStoragePath()) + "/" + FileName(job.JobFolderPath());
 }
 
-void AddMediaPlaces(const Job& job, json& object) {
+void AddMediaPlaces(const ManagedDevice& device, const Job& job, json& object) {
     const std::string& folder = job.Details().mediaFolder;
+    const std::string url = JobUrl(device, job);
     object["mediaFolderPath"] = job.MediaFolderPath();
-    object["mediaUrl"] = folder.empty() ? JobUrl(job) : JobUrl(job) + "/" + folder;
+    object["mediaUrl"] = folder.empty() ? url : url + "/" + folder;
 }
 
 } // namespace
@@ -106,8 +104,8 @@ jobsDaemonRtn_e ManagedDevice::GetJobJSONstring(const std::string& jobID, std::s
     const std::shared_ptr<Job>& job = opened.job;
     json object = job->ToJson(JSON_MODE_CLIENT);
     object["jobFolderPath"] = job->JobFolderPath();
-    object["jobUrl"] = JobUrl(*job);
-    AddMediaPlaces(*job, object);
+    object["jobUrl"] = JobUrl(*this, *job);
+    AddMediaPlaces(*this, *job, object);
     text = CompactDump(object);
     return JOBS_RTN_SUCCEEDED;
 }
@@ -120,7 +118,7 @@ jobsDaemonRtn_e ManagedDevice::GetMediaItemJSONstring(const std::string& jobID, 
     if (result != JOBS_RTN_SUCCEEDED)
         return result;
     json object = ToJson(*media, JSON_MODE_CLIENT);
-    AddMediaPlaces(*opened.job, object);
+    AddMediaPlaces(*this, *opened.job, object);
     text = CompactDump(object);
     return JOBS_RTN_SUCCEEDED;
 }

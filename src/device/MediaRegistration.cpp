@@ -140,6 +140,7 @@ jobsDaemonRtn_e ManagedDevice::AddMediaItem(std::shared_ptr<Media> media) {
     const std::shared_ptr<Job> current = _jobs.Current();
     if (!current)
         return JOBS_RTN_NO_CURRENT_JOB;
+    const Locks::LockGuard use(current->DetailsLock());
     current->AddMediaItem(std::move(media));
     current->SetModifiedTime(UtcTimeText());
     const jobsDaemonRtn_e result = UpdateJobFile(*current, true, true);
@@ -154,6 +155,7 @@ jobsDaemonRtn_e ManagedDevice::UpdateMediaFileSizes(const std::string& filePath)
         syslog(LOG_ERR, "ManagedDevice::UpdateMediaFileSizes No current job.");
         return JOBS_RTN_NO_CURRENT_JOB;
     }
+    const Locks::LockGuard use(current->DetailsLock());
     const jobRtn_e updated = current->UpdateMediaItemFileSizes(filePath);
     if (updated != JOB_RTN_SUCCEEDED)
         return updated == JOB_RTN_NOT_FOUND ? JOBS_RTN_MEDIA_ID_NOT_FOUND : JOBS_RTN_FS_ERROR;

@@ -12,6 +12,9 @@ jobsDaemonRtn_e ManagedDevice::_OpenJob(const std::shared_ptr<Job>& job, bool ma
     const JobLock lock = _LockJob(*job, "_OpenJob");
     if (!lock)
         return JOBS_RTN_DEVICE_BUSY;
+    // A task may have deleted or moved it before we got the lock.
+    if (!_FindJobOrLog(job->Id(), "_OpenJob"))
+        return JOBS_RTN_JOB_ID_NOT_FOUND;
     if (!job->IsOpen()) {
         if (!makeCurrent)
             _FindAndCloseNonCurrentJob();
