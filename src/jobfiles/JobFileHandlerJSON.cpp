@@ -4,6 +4,7 @@
 #include "jobfiles/JobFileValidators.h"
 #include "jobfiles/SafeJobOpen.h"
 #include "jobs/Job.h"
+#include "jobs/JobFolder.h"
 #include "jobs/Scramble.h"
 #include "jobs/ValuesJson.h"
 
@@ -19,8 +20,9 @@ std::string TextOrNothing(const json& value, const char* key) {
     return HasKey(value, key) ? value[key].get<std::string>() : std::string();
 }
 
-std::optional<int32_t> NumberOrNothing(const json& value, const char* key) {
-    return HasKey(value, key) ? std::optional(JsonNumber<int32_t>(value[key])) : std::nullopt;
+std::optional<int32_t> AngleOrNothing(const json& value, const char* key) {
+    const bool isNothing = !HasKey(value, key) || value[key].is_null() || value[key].is_boolean();
+    return isNothing ? std::nullopt : std::optional(JsonNumber<int32_t>(value[key]));
 }
 
 Position PositionOrNothing(const json& value) {
@@ -57,7 +59,8 @@ JobSummary ReadSummary(const json& document) {
 
 JobDetails ReadDetails(const json& document, const std::string& jobId) {
     JobDetails details;
-    details.mediaFolder = HasKey(document, "mediaFolder") ? document["mediaFolder"].get<std::string>() : "media";
+    details.mediaFolder =
+        HasKey(document, "mediaFolder") ? document["mediaFolder"].get<std::string>() : JobFolder::defaultMediaFolder;
     details.notes = TextOrNothing(document, "notes");
     details.privateNotes = PrivateNotesOrNothing(document, jobId);
     if (HasKey(document, "address"))
@@ -65,9 +68,8 @@ JobDetails ReadDetails(const json& document, const std::string& jobId) {
     if (HasKey(document, "customer"))
         details.customer = ContactFromJson(document["customer"]);
     details.userData = UserDataOrNothing(document);
-    if (HasKey(document, "contacts") && document["contacts"].is_array())
-        for (const json& contact : document["contacts"])
-            details.contacts.push_back(ContactFromJson(contact));
+    if (HasArray(document, "contacts") || HasObject(document, "contacts"))
+        details.contacts = ContactsFromJson(document["contacts"]);
     return details;
 }
 
@@ -92,8 +94,8 @@ MediaRecord ReadMediaRecord(const json& value) {
     record.source = SourceFromJson(value["source"]);
     record.files = ReadFiles(value["files"]);
     record.position = PositionOrNothing(value);
-    record.cameraRollAngle = NumberOrNothing(value, "cameraRollAngle");
-    record.cameraInclinometerAngle = NumberOrNothing(value, "cameraInclinometerAngle");
+    record.cameraRollAngle = AngleOrNothing(value, "cameraRollAngle");
+    record.cameraInclinometerAngle = AngleOrNothing(value, "cameraInclinometerAngle");
     if (HasKey(value, "distance"))
         record.distance = ReelDistanceFromJson(value["distance"]);
     record.isIncludedInReport = value["isIncludedInReport"].get<bool>();

@@ -194,7 +194,6 @@ public:
 
 private:
     jobRtn_e _UpdateMediaItemFileSizes(Media& item, bool& changed, bool reconcile);
-    uint8_t _NextContactId() const;
 
     // First in the object, where sorting a list of jobs finds them in one cache line.
     std::atomic<uint64_t> _createKey{0};
