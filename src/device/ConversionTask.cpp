@@ -1,5 +1,6 @@
 #include "device/JobSettings.h"
 #include "device/ManagedDevice.h"
+#include "device/RunningTask.h"
 #include "device/Uuid.h"
 #include "fsutil/GuardedFs.h"
 #include "fsutil/HiddenFiles.h"
@@ -9,6 +10,8 @@
 
 #include <chrono>
 #include <syslog.h>
+#include <system_error>
+#include <thread>
 
 namespace JobsManagerD {
 namespace {
@@ -111,7 +114,7 @@ void ManagedDevice::_JobConversionTask() {
     syslog(LOG_INFO, "Conversion of %d Tamsy jobs took %fs", conversion.converted, seconds);
     syslog(LOG_INFO, "%s", dashes);
     if (!conversion.foldersToRepair.empty())
-        _TriggerFileRepairScan(conversion.foldersToRepair);
+        _TriggerFileRepairScanAside(_deviceId, conversion.foldersToRepair);
 }
 
 /// False for a job that was not there to be converted. Clients opening the same job wait for its lock.
@@ -176,13 +179,13 @@ std::string ManagedDevice::_GetConvertedFlagPath(const std::string& path) {
 }
 
 /// Best effort: a scan that does not come about changes nothing.
-void ManagedDevice::_TriggerFileRepairScan(const std::vector<std::string>& folders) const {
+void ManagedDevice::_TriggerFileRepairScan(const std::string& deviceId, const std::vector<std::string>& folders) {
     syslog(LOG_INFO,
            "JobsManagerD::_TriggerFileRepairScan() Calling FileRepairD::FileRepair::CheckDevice for folder(s):");
     for (const std::string& folder : folders)
         syslog(LOG_INFO, "%s", folder.c_str());
     FileRepairD::fileRepairDaemonRtn_e answer = FileRepairD::REPAIR_RTN_SUCCEEDED;
-    const int32_t result = FileRepairD::FileRepair::CheckDevice(_deviceId, answer, folders);
+    const int32_t result = FileRepairD::FileRepair::CheckDevice(deviceId, answer, folders);
     if (result < 0)
         syslog(LOG_ERR,
                "JobsManagerD::triggerFileRepairScan() - Call to FileRepairD::FileRepair::CheckDevice failed with error "
@@ -191,6 +194,18 @@ void ManagedDevice::_TriggerFileRepairScan(const std::vector<std::string>& folde
     else if (answer != FileRepairD::REPAIR_RTN_SUCCEEDED)
         syslog(LOG_ERR, "JobsManagerD::triggerFileRepairScan() - FileRepairD::FileRepair::CheckDevice returned: %s.",
                FileRepairD::ReturnCodeText(answer).c_str());
+}
+
+/// The next task on the device must not wait for the service's answer. The thread has nothing of the device's.
+void ManagedDevice::_TriggerFileRepairScanAside(const std::string& deviceId, const std::vector<std::string>& folders) {
+    try {
+        std::thread([deviceId, folders] {
+            const RunningTask running;
+            _TriggerFileRepairScan(deviceId, folders);
+        }).detach();
+    } catch (const std::system_error&) {
+        _TriggerFileRepairScan(deviceId, folders);
+    }
 }
 
 } // namespace JobsManagerD

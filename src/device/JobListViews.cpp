@@ -3,7 +3,6 @@
 #include "device/SearchRecord.h"
 #include "fsutil/Paths.h"
 #include "jobs/Json.h"
-#include "peers/StorageDaemon.h"
 
 #include <span>
 #include <syslog.h>
@@ -39,17 +38,15 @@ jobsDaemonRtn_e JoinPage(const Page& page, TextOf textOf, std::string& text) {
     return JOBS_RTN_INVALID_RANGE;
 }
 
-/// Where the file server shows a job: the storage device's ID and the job folder's name.
-std::string JobUrl(const Job& job) {
-    std::string deviceId;
-    Storaged::StorageDaemonDbusHandler::GetDeviceIdFromFilename(job.JobFilePath(), deviceId);
-    return deviceId + "/" + FileName(job.JobFolderPath());
+/// Where the file server shows a job: the storage device's ID, as its object path ends, and the job folder's name.
+std::string JobUrl(const std::string& storagePath, const Job& job) {
+    return FileName(storagePath) + "/" + FileName(job.JobFolderPath());
 }
 
-void AddMediaPlaces(const Job& job, json& object) {
+void AddMediaPlaces(const std::string& jobUrl, const Job& job, json& object) {
     const std::string& folder = job.Details().mediaFolder;
     object["mediaFolderPath"] = job.MediaFolderPath();
-    object["mediaUrl"] = folder.empty() ? JobUrl(job) : JobUrl(job) + "/" + folder;
+    object["mediaUrl"] = folder.empty() ? jobUrl : jobUrl + "/" + folder;
 }
 
 } // namespace
@@ -109,8 +106,9 @@ jobsDaemonRtn_e ManagedDevice::GetJobJSONstring(const std::string& jobID, std::s
     const std::shared_ptr<Job>& job = opened.job;
     json object = job->ToJson(JSON_MODE_CLIENT);
     object["jobFolderPath"] = job->JobFolderPath();
-    object["jobUrl"] = JobUrl(*job);
-    AddMediaPlaces(*job, object);
+    const std::string jobUrl = JobUrl(_storagePath, *job);
+    object["jobUrl"] = jobUrl;
+    AddMediaPlaces(jobUrl, *job, object);
     text = CompactDump(object);
     return JOBS_RTN_SUCCEEDED;
 }
@@ -123,7 +121,7 @@ jobsDaemonRtn_e ManagedDevice::GetMediaItemJSONstring(const std::string& jobID, 
     if (result != JOBS_RTN_SUCCEEDED)
         return result;
     json object = ToJson(*media, JSON_MODE_CLIENT);
-    AddMediaPlaces(*opened.job, object);
+    AddMediaPlaces(JobUrl(_storagePath, *opened.job), *opened.job, object);
     text = CompactDump(object);
     return JOBS_RTN_SUCCEEDED;
 }

@@ -343,7 +343,9 @@ private:
     jobsDaemonRtn_e _ConvertJobToRuvo(Job& job, bool& artefactsFound);
     /// The empty file beside a database that says that the job has a job file by now.
     static std::string _GetConvertedFlagPath(const std::string& path);
-    void _TriggerFileRepairScan(const std::vector<std::string>& folders) const;
+    static void _TriggerFileRepairScan(const std::string& deviceId, const std::vector<std::string>& folders);
+    /// The same, waiting for nothing.
+    static void _TriggerFileRepairScanAside(const std::string& deviceId, const std::vector<std::string>& folders);
 
     // Searching
     void _SearchJobsTask(const nlohmann::json& field, const SearchTerm& term, uint16_t matchLimit);

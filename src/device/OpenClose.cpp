@@ -58,7 +58,7 @@ jobsDaemonRtn_e ManagedDevice::_ConvertOpenedJob(Job& job) {
         syslog(LOG_ERR, "ManagedDevice::_OpenJob. Failed to create Ruvo job file when converting Tamsy job: %s",
                job.JobFilePath().c_str());
     else if (repairNeeded)
-        _TriggerFileRepairScan({job.JobFolderPath()});
+        _TriggerFileRepairScan(_deviceId, {job.JobFolderPath()});
     return result;
 }
 
@@ -121,7 +121,7 @@ jobsDaemonRtn_e ManagedDevice::_CheckNoRecordingInto(const Job& job) const {
         std::string filename;
         if (recording.getFilename(filename) < 0)
             return JOBS_RTN_DBUS_ERROR;
-        if (filename.find(job.JobFolderPath()) != std::string::npos) {
+        if (VideoDaemonDbusHandler::IsWithin(filename, job.JobFolderPath())) {
             syslog(LOG_ERR, recording.message, filename.c_str());
             return JOBS_RTN_JOB_ACTIVE_RECORDING;
         }
