@@ -1,6 +1,7 @@
 #include "daemon/DeviceInterface.h"
 #include "daemon/JobsManagerDaemon.h"
 #include "device/ManagedDevice.h"
+#include "fsutil/GuardedFs.h"
 #include "fsutil/Paths.h"
 
 #include <algorithm>
@@ -244,9 +245,13 @@ void JobsManagerDaemon::JobFileSynced(const std::string& path) {
     _IndexSyncedFolder(path, "JobFileSynced", "destination");
 }
 
+/// The sync service names a job's folder, or its file.
 void JobsManagerDaemon::_IndexSyncedFolder(const std::string& path, const char* slot, const char* destination) const {
-    if (const Device device = _DeviceHolding(path, slot, destination))
-        device->IndexDirectory(path, true);
+    const Device device = _DeviceHolding(path, slot, destination);
+    if (!device)
+        return;
+    bool error = false;
+    device->IndexDirectory(TryFsIsRegularFile(path, error) ? DirectoryPart(path) : path, true);
 }
 
 /// The device on which a path that the sync service names lies; null, after a log line, when there is none.

@@ -1,15 +1,18 @@
 #include "device/JobSettings.h"
 #include "device/ManagedDevice.h"
+#include "device/RunningTask.h"
 #include "device/Uuid.h"
 #include "fsutil/GuardedFs.h"
 #include "fsutil/HiddenFiles.h"
-#include "fsutil/Paths.h"
 #include "fsutil/Sync.h"
 #include "fsutil/Times.h"
+#include "jobs/JobFolder.h"
 #include "peers/FileRepairDaemon.h"
 
 #include <chrono>
 #include <syslog.h>
+#include <system_error>
+#include <thread>
 
 namespace JobsManagerD {
 namespace {
@@ -118,7 +121,7 @@ void ManagedDevice::Conversion::Run() {
     syslog(LOG_INFO, "Conversion of %d Tamsy jobs took %fs", _converted, seconds);
     syslog(LOG_INFO, "%s", dashes);
     if (!_foldersToRepair.empty())
-        _device._TriggerFileRepairScan(_foldersToRepair);
+        _TriggerFileRepairScanAside(_device._deviceId, _foldersToRepair);
 }
 
 void ManagedDevice::Conversion::_ReportProgress(size_t processed, size_t total) {
@@ -177,7 +180,7 @@ jobsDaemonRtn_e ManagedDevice::_ConvertJobToRuvo(Job& job, bool& artefactsFound)
         return JOBS_RTN_READ_ONLY_FS;
     }
     const std::string oldPath = job.JobFilePath();
-    job.SetJobFilePath(DirectoryPart(oldPath) + "/" + JobFileName());
+    job.SetJobFilePath(JobFolder::Of(oldPath).NewJobFile());
     FillRequiredFields(job);
     artefactsFound = job.ConvertBrokenFileArtefacts();
     const jobsDaemonRtn_e result = _WriteFirstJobFile(job, oldPath);
@@ -202,20 +205,16 @@ jobsDaemonRtn_e ManagedDevice::_ConvertJobToRuvo(Job& job, bool& artefactsFound)
     return JOBS_RTN_SUCCEEDED;
 }
 
-std::string ManagedDevice::_GetConvertedFlagPath(const std::string& path) {
-    const std::string name = FileName(path);
-    const std::string hiddenPath = name.starts_with('.') ? path : DirectoryPart(path) + "/." + name;
-    return hiddenPath + "-converted";
-}
+std::string ManagedDevice::_GetConvertedFlagPath(const std::string& path) { return JobFolder::ConvertedFlag(path); }
 
 /// Best effort: a scan that does not come about changes nothing.
-void ManagedDevice::_TriggerFileRepairScan(const std::vector<std::string>& folders) const {
+void ManagedDevice::_TriggerFileRepairScan(const std::string& deviceId, const std::vector<std::string>& folders) {
     syslog(LOG_INFO,
            "JobsManagerD::_TriggerFileRepairScan() Calling FileRepairD::FileRepair::CheckDevice for folder(s):");
     for (const std::string& folder : folders)
         syslog(LOG_INFO, "%s", folder.c_str());
     FileRepairD::fileRepairDaemonRtn_e answer = FileRepairD::REPAIR_RTN_SUCCEEDED;
-    const int32_t result = FileRepairD::FileRepair::CheckDevice(_deviceId, answer, folders);
+    const int32_t result = FileRepairD::FileRepair::CheckDevice(deviceId, answer, folders);
     if (result < 0)
         syslog(LOG_ERR,
                "JobsManagerD::triggerFileRepairScan() - Call to FileRepairD::FileRepair::CheckDevice failed with error "
@@ -224,6 +223,18 @@ void ManagedDevice::_TriggerFileRepairScan(const std::vector<std::string>& folde
     else if (answer != FileRepairD::REPAIR_RTN_SUCCEEDED)
         syslog(LOG_ERR, "JobsManagerD::triggerFileRepairScan() - FileRepairD::FileRepair::CheckDevice returned: %s.",
                FileRepairD::ReturnCodeText(answer).c_str());
+}
+
+/// The next task on the device must not wait for the service's answer. The thread has nothing of the device's.
+void ManagedDevice::_TriggerFileRepairScanAside(const std::string& deviceId, const std::vector<std::string>& folders) {
+    try {
+        std::thread([deviceId, folders] {
+            const RunningTask running;
+            _TriggerFileRepairScan(deviceId, folders);
+        }).detach();
+    } catch (const std::system_error&) {
+        _TriggerFileRepairScan(deviceId, folders);
+    }
 }
 
 } // namespace JobsManagerD

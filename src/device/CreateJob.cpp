@@ -5,6 +5,7 @@
 #include "fsutil/Paths.h"
 #include "fsutil/Sync.h"
 #include "fsutil/Times.h"
+#include "jobs/JobFolder.h"
 #include "peers/PositionSource.h"
 #include "peers/SettingsDaemon.h"
 
@@ -88,7 +89,7 @@ std::string NewJobFolder(const Card& card, const std::string& jobName, const std
 jobsDaemonRtn_e ManagedDevice::_FillJobFolder(Job& job) {
     const std::string folder = job.JobFolderPath();
     bool error = false;
-    job.SetMediaFolder("media");
+    job.SetMediaFolder(JobFolder::defaultMediaFolder);
     const std::string mediaFolder = job.MediaFolderPath();
     if (!TryFsCreateDirectory(mediaFolder, error) || error) {
         syslog(LOG_ERR, "ManagedDevice::CreateJob - Failed to create media folder %s.  Removing job folder.",
@@ -117,7 +118,7 @@ jobsDaemonRtn_e ManagedDevice::CreateJob(std::string& jobName) {
     if (folder.empty())
         return JOBS_RTN_FS_ERROR;
 
-    const std::string jobFilePath = folder + "/" + JobFileName();
+    const std::string jobFilePath = JobFolder(folder).NewJobFile();
     syslog(LOG_INFO, "ManagedDevice::CreateJob - jobFilepath %s", jobFilePath.c_str());
     syslog(LOG_INFO, "ManagedDevice::CreateJob - Job timestamp : Creation: %s ; Modification: %s", utcTime.c_str(),
            utcTime.c_str());

@@ -103,7 +103,7 @@ jobsDaemonRtn_e ManagedDevice::_CheckNoPlaybackWithin(const std::string& folder,
         syslog(LOG_ERR, "%s - Dbus comms error", method);
         return JOBS_RTN_DBUS_ERROR;
     }
-    if (!NamesFileIn(filename, folder))
+    if (!VideoDaemonDbusHandler::IsWithin(filename, folder))
         return JOBS_RTN_SUCCEEDED;
     syslog(LOG_ERR, "%s - Playback active from file within job folder %s", method, filename.c_str());
     return JOBS_RTN_JOB_ACTIVE_PLAYBACK;

@@ -6,6 +6,7 @@
 #include "fsutil/HiddenFiles.h"
 #include "fsutil/Paths.h"
 #include "fsutil/Times.h"
+#include "jobs/JobFolder.h"
 
 #include <algorithm>
 #include <chrono>
@@ -71,7 +72,7 @@ std::shared_ptr<Job> LoadJobFrom(const JobFiles& files, const std::string& folde
     if (files.LoadSummary(*job) != JOBS_RTN_SUCCEEDED)
         return nullptr;
     bool error = false;
-    job->SetSyncStatus(TryFsExists(folder + "/syncStat", error));
+    job->SetSyncStatus(TryFsExists(JobFolder(folder).SyncFlag(), error));
     return job;
 }
 

@@ -337,7 +337,9 @@ private:
     /// service should look at the job's folder.
     jobsDaemonRtn_e _ConvertJobToRuvo(Job& job, bool& artefactsFound);
     jobsDaemonRtn_e _WriteFirstJobFile(Job& job, const std::string& oldPath);
-    void _TriggerFileRepairScan(const std::vector<std::string>& folders) const;
+    static void _TriggerFileRepairScan(const std::string& deviceId, const std::vector<std::string>& folders);
+    /// The same, waiting for nothing.
+    static void _TriggerFileRepairScanAside(const std::string& deviceId, const std::vector<std::string>& folders);
 
     // Searching
     void _SearchJobsTask(const nlohmann::json& field, const SearchTerm& term, uint16_t matchLimit);

@@ -61,7 +61,7 @@ jobsDaemonRtn_e ManagedDevice::_ConvertOpenedJob(Job& job) {
         if (result != JOBS_RTN_READ_ONLY_FS && job.IsLegacy())
             job.ClearDetails();
     } else if (repairNeeded) {
-        _TriggerFileRepairScan({job.JobFolderPath()});
+        _TriggerFileRepairScan(_deviceId, {job.JobFolderPath()});
     }
     return result;
 }
@@ -118,7 +118,7 @@ jobsDaemonRtn_e ManagedDevice::_CheckNoRecordingInto(const Job& job) const {
         std::string filename;
         if (recording.getFilename(filename) < 0)
             return JOBS_RTN_DBUS_ERROR;
-        if (NamesFileIn(filename, job.JobFolderPath())) {
+        if (VideoDaemonDbusHandler::IsWithin(filename, job.JobFolderPath())) {
             syslog(LOG_ERR, recording.message, filename.c_str());
             return JOBS_RTN_JOB_ACTIVE_RECORDING;
         }

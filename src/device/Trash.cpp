@@ -3,7 +3,7 @@
 #include "fsutil/FolderReader.h"
 #include "fsutil/GuardedFs.h"
 #include "fsutil/HiddenFiles.h"
-#include "fsutil/Paths.h"
+#include "jobs/JobFolder.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -45,8 +45,7 @@ std::vector<std::string> NamesIn(const std::string& folder) {
 
 } // namespace
 
-Trash::Trash(const std::string& mountPoint)
-    : _path((fs::path(mountPoint) / ".DeletedJobs").lexically_normal().string()) {}
+Trash::Trash(const std::string& mountPoint) : _path(JobFolder::Trash(mountPoint)) {}
 
 Trash::Use::Use(std::shared_ptr<Trash> trash) : _trash(std::move(trash)) {
     const LockGuard lock(_trash->_mutex);

@@ -56,10 +56,6 @@ bool LiesUnder(const std::string& folder, const std::string& path) {
     return normal.size() > root.native().size() && normal.starts_with(root.native());
 }
 
-bool NamesFileIn(const std::string& text, const std::string& folder) {
-    return text.find(folder + "/") != std::string::npos;
-}
-
 std::string GetUniqueFileStem(const std::string& parentPath, const std::string& candidateStem, int limit) {
     try {
         const std::vector<std::string> stems = StemsIn(parentPath);

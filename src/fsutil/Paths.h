@@ -32,10 +32,6 @@ std::string DirectoryPart(const std::string& path);
 /// from the bus are tested with this before the file is touched.
 bool LiesUnder(const std::string& folder, const std::string& path);
 
-/// True when a text that names a file, and may say more, names one somewhere in `folder`. "Job 1" does not hold the
-/// files of "Job 10".
-bool NamesFileIn(const std::string& text, const std::string& folder);
-
 /// How far `GetUniqueFileStem` counts for a job or a media file.
 constexpr int mostStemAttempts = 50;
 

@@ -156,6 +156,21 @@ TEST_F(ConversionTest, AJobIsConvertedOnItsFirstOpening) {
     EXPECT_EQ(Unit().FileRepair().CheckDeviceCalls().size(), 1u);
 }
 
+TEST_F(ConversionTest, TheNextTaskDoesNotWaitForTheRepairService) {
+    PutLegacyJob("A", 1);
+    Break("A");
+    FindJobs();
+    Unit().FileRepair().Hold("CheckDevice");
+    Convert();
+    ASSERT_TRUE(Unit().FileRepair().WaitForCall("CheckDevice"));
+    FindJobs();
+    EXPECT_EQ(Stats(), Counts(1, 0, 0));
+    EXPECT_EQ(Errors(), Texts{}) << "it has not been given up either";
+    Unit().FileRepair().SetResult(1);
+    Unit().FileRepair().Release("CheckDevice");
+    EXPECT_TRUE(LogCapture::WaitFor("FileRepairD::FileRepair::CheckDevice returned: "));
+}
+
 TEST_F(ConversionTest, WithNothingToConvertNothingIsReported) {
     Convert();
     EXPECT_EQ(ConversionTraffic(), (Texts{"front DeviceState=Converting", "front DeviceState=Idle"}));
