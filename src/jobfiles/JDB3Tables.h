@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace JobsManagerD {
@@ -24,16 +23,22 @@ enum JDB3StatementKey : int32_t {
     SEGMENTS = 8,
 };
 
-constexpr std::pair<JDB3StatementKey, const char*> jdb3StatementTexts[] = {
-    {JOB_INFO, "SELECT * from JobInfo"},
-    {JOBS, "SELECT * from Jobs"},
-    {BOOKMARK_TYPES, "SELECT Type from Bookmarks"},
-    {LOCATION, "SELECT Latitude, Longitude FROM Addresses WHERE Id = ?"},
-    {ADDRESS_LINKS, "SELECT * from AddressLinks"},
-    {ADDRESSES, "SELECT * from Addresses"},
-    {BOOKMARKS, "SELECT * from Bookmarks"},
-    {CONTACTS, "SELECT * from Contacts"},
-    {SEGMENTS, "SELECT * from Segments"},
+struct JDB3StatementText {
+    JDB3StatementKey key;
+    const char* sql;
+    const char* table;
+};
+
+constexpr JDB3StatementText jdb3StatementTexts[] = {
+    {JOB_INFO, "SELECT * from JobInfo", "JobInfo"},
+    {JOBS, "SELECT * from Jobs", "Jobs"},
+    {BOOKMARK_TYPES, "SELECT Type from Bookmarks", "Bookmarks"},
+    {LOCATION, "SELECT Latitude, Longitude FROM Addresses WHERE Id = ?", "Addresses"},
+    {ADDRESS_LINKS, "SELECT * from AddressLinks", "AddressLinks"},
+    {ADDRESSES, "SELECT * from Addresses", "Addresses"},
+    {BOOKMARKS, "SELECT * from Bookmarks", "Bookmarks"},
+    {CONTACTS, "SELECT * from Contacts", "Contacts"},
+    {SEGMENTS, "SELECT * from Segments", "Segments"},
 };
 
 /// Copies the rows of those statements into the fields of a job. Columns are found by name; what is missing or wrong is

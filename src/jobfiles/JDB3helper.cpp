@@ -8,13 +8,14 @@
 namespace JobsManagerD {
 namespace {
 
+/// Of the records and their texts: far above any job that was ever recorded.
 constexpr size_t mostBytes = 64 * 1024 * 1024;
 
 } // namespace
 
 JDB3helper::JDB3helper(std::string path) : _path(std::move(path)) {
-    for (const auto& [key, sql] : jdb3StatementTexts)
-        _statements.push_back({key, sql, SqliteStatement()});
+    for (const auto& [key, sql, table] : jdb3StatementTexts)
+        _statements.push_back({key, sql, table, SqliteStatement()});
 }
 
 JDB3helper::~JDB3helper() = default;
@@ -68,7 +69,7 @@ bool JDB3helper::_PrepareStatement(int32_t key) {
         syslog(LOG_ERR, "JDB3helper::_PrepareStatement - Failed: Statement not found, %i", key);
         return false;
     }
-    if (_database.Prepare(statement->sql, statement->prepared) == SQLITE_OK)
+    if (_database.Prepare(statement->sql, statement->table, statement->prepared) == SQLITE_OK)
         return true;
     syslog(LOG_ERR, "JDB3helper::_PrepareStatement - Error preparing statement %s : %s", statement->sql,
            _database.ErrorText().c_str());
@@ -124,15 +125,19 @@ bool JDB3helper::ExecuteStatement(int32_t key) {
     return _ReadRows(*statement);
 }
 
-/// From the first row on. Rows behind one that cannot be read are left out without a word.
+/// From the first row on. A bound of our own must not end a table as if that were all: a job that is converted in part
+/// is hidden from then on.
 bool JDB3helper::_ReadRows(JDB3Statement& statement) {
     _tables._RecordColumnNames(statement.prepared);
     if (!_Execute("BEGIN TRANSACTION"))
         return false;
-    while (_tables._ParseRecordRow(statement.key, statement.prepared) && _tables.BytesRead() < mostBytes &&
-           statement.prepared.Step() == SQLITE_ROW)
-        continue;
-    return _Execute("END TRANSACTION");
+    int result = SQLITE_ROW;
+    while (result == SQLITE_ROW && _tables._ParseRecordRow(statement.key, statement.prepared))
+        result = _tables.BytesRead() > mostBytes ? SQLITE_TOOBIG : statement.prepared.Step();
+    const bool isRefused = SqliteReader::IsRefusal(result);
+    if (isRefused)
+        syslog(LOG_ERR, "JDB3helper::ExecuteStatement - Failed: Step %d, error %s", result, sqlite3_errstr(result));
+    return _Execute("END TRANSACTION") && !isRefused;
 }
 
 bool JDB3helper::_Execute(const char* command) {

@@ -10,11 +10,11 @@
 namespace JobsManagerD {
 
 /// Reads one job database of the earlier generation: opened read-only, read by a fixed set of statements, closed. The
-/// file stays byte for byte as it is, and nothing is left beside it. What the database holds is a stranger's: views are
-/// refused, and time and memory are bounded.
+/// file stays byte for byte as it is, and nothing is left beside it.
 ///
-/// Each operation gives true for success and has logged its failure. One helper is for one thread; helpers on several
-/// threads are independent. The end of the helper closes a database that is still open.
+/// Each operation gives true for success and has logged its failure. A database that takes more time or memory than any
+/// real one is refused as a whole, with a log line. One helper is for one thread; helpers on several threads are
+/// independent. The end of the helper closes a database that is still open.
 class JDB3helper {
 public:
     explicit JDB3helper(std::string path);
@@ -36,6 +36,7 @@ private:
     struct JDB3Statement {
         int32_t key;
         const char* sql;
+        const char* table;
         SqliteStatement prepared;
     };
 

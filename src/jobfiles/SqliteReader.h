@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <ctime>
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -42,9 +42,10 @@ private:
 };
 
 /// A read-only connection to one SQLite database that nobody vouches for. The file stays byte for byte as it is, and
-/// nothing is left beside it. Views are refused; the length of a value, in bytes, and the processor time are bounded.
+/// nothing is left beside it. Only plain tables can be read. Beyond the bounds of size and time, operations fail with
+/// one of the codes for which `IsRefusal` is true, and what has been read so far is not the whole.
 ///
-/// Operations return SQLite's codes. One connection is for one thread; its statements go before it does.
+/// Operations return SQLite's codes. One connection is for one thread, and outlives its statements.
 class SqliteReader {
 public:
     SqliteReader() = default;
@@ -54,24 +55,33 @@ public:
     explicit operator bool() const { return _database != nullptr; }
     /// Succeeds for a file that is no database: only the statements find that out.
     int Open(const std::string& path);
-    /// Stays open when it fails.
+    /// The database stays open when this fails.
     int Close();
-    int Prepare(const char* sql, SqliteStatement& statement);
+    /// `table` is the one that the statement reads.
+    int Prepare(const char* sql, const char* table, SqliteStatement& statement);
     /// Runs a command that has no result.
     int Run(const char* command);
     /// Says why the last operation failed.
     std::string ErrorText() const;
 
+    static bool IsRefusal(int code);
+
 private:
     void _Restrict();
+    int _Prepare(const std::string& sql, SqliteStatement& statement);
+    int _RefuseComputedColumns(const std::string& table);
 
     struct CloseDatabase {
         void operator()(sqlite3* database) const;
     };
     std::unique_ptr<sqlite3, CloseDatabase> _database;
-    std::string _openError;
-    /// Processor time of this thread when the database was opened.
-    time_t _startSecond = 0;
+    /// Set where SQLite itself has no text.
+    std::string _error;
+    /// Those that may be read.
+    std::vector<std::string> _tables;
+    /// Processor times of this thread, in nanoseconds: when all reading ends, and when the present call does.
+    int64_t _endOfReading = 0;
+    int64_t _deadline = 0;
 };
 
 } // namespace JobsManagerD
