@@ -243,6 +243,17 @@ TEST_F(JDB3helperTest, TheCardIsLeftAsItWas) {
     EXPECT_TRUE(isUntouched());
     EXPECT_EQ(Summary().Name, "from the log");
 
+    // And here while a change was half done.
+    MakeJob().Run("PRAGMA journal_mode=DELETE; PRAGMA cache_spill=1; PRAGMA cache_size=1; BEGIN;"
+                  "UPDATE Jobs SET Name = 'half done', Description = zeroblob(100000)");
+    const std::string halfDone = card.Read(folder + "job.jdb3");
+    const std::string journal = card.Read(folder + "job.jdb3-journal");
+    database.reset();
+    card.Write(folder + "job.jdb3", halfDone);
+    card.Write(folder + "job.jdb3-journal", journal);
+    EXPECT_TRUE(isUntouched());
+    EXPECT_FALSE(succeeded);
+
     card.Write(folder + "job.jdb3", "");
     card.Write(folder + "job.jdb3-journal", "x");
     EXPECT_TRUE(isUntouched()) << "not even what lies beside an empty file is removed";
