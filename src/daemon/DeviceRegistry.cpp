@@ -1,5 +1,6 @@
 #include "daemon/DeviceInterface.h"
 #include "daemon/JobsManagerDaemon.h"
+#include "daemon/ServiceManager.h"
 #include "device/ManagedDevice.h"
 #include "fsutil/GuardedFs.h"
 #include "fsutil/Paths.h"
@@ -48,27 +49,24 @@ JobsManagerDaemon::Device JobsManagerDaemon::FindDeviceByObjectPath(const std::s
 }
 
 int32_t JobsManagerDaemon::_ReadStorageProperties(ManagedDevice& device) const {
-    constexpr const char* message = "%s Failed to read StorageDevice Property '%s', exit";
-    constexpr const char* method = "RegisterManagedDeviceDbusObject";
+    const auto failed = [](const char* property) {
+        syslog(LOG_ERR, "%s Failed to read StorageDevice Property '%s', exit", "RegisterManagedDeviceDbusObject",
+               property);
+        return -1;
+    };
     const std::string& path = device.GetStoragePath();
     std::string mountPoint;
-    if (StorageDaemonDbusHandler::GetMountPoint(path, mountPoint) < 0 || mountPoint.empty()) {
-        syslog(LOG_ERR, message, method, "MountPoint");
-        return -1;
-    }
+    if (StorageDaemonDbusHandler::GetMountPoint(path, mountPoint) < 0 || mountPoint.empty())
+        return failed("MountPoint");
     device.SetMountPoint(mountPoint);
     std::string id;
-    if (StorageDaemonDbusHandler::GetId(path, id) < 0) {
-        syslog(LOG_ERR, message, method, "Id");
-        return -1;
-    }
+    if (StorageDaemonDbusHandler::GetId(path, id) < 0)
+        return failed("Id");
     device.SetDbusPath(std::string(managerPath) + "/" + id);
     device.SetDeviceId(id);
     bool readOnly = false;
-    if (StorageDaemonDbusHandler::GetReadOnly(path, readOnly) < 0) {
-        syslog(LOG_ERR, message, method, "ReadOnly");
-        return -1;
-    }
+    if (StorageDaemonDbusHandler::GetReadOnly(path, readOnly) < 0)
+        return failed("ReadOnly");
     device.SetReadOnly(readOnly);
     return 0;
 }
@@ -145,8 +143,16 @@ void JobsManagerDaemon::_FinishRemoval(const std::string& storageObjectPath) {
     });
     if (device->GetDeviceId() == targetDeviceID)
         SelectTargetDevice();
+    TellDevices();
     if (isExpected)
         _AddMountedDevice(storageObjectPath);
+}
+
+void JobsManagerDaemon::TellDevices() const {
+    std::vector<std::string> ids;
+    for (const RegisteredDevice& registered : devices)
+        ids.push_back(registered.device->GetDeviceId());
+    ServiceManager::TellDevices(ids);
 }
 
 void JobsManagerDaemon::_StorageRemoved(const std::string& storageObjectPath) {
@@ -195,6 +201,7 @@ void JobsManagerDaemon::_AddMountedDevice(const std::string& storageObjectPath) 
                storageObjectPath.c_str());
         return;
     }
+    TellDevices();
     if (targetDeviceID.empty())
         SelectTargetDevice();
     if (const Device device = FindDeviceByStoragePath(storageObjectPath))

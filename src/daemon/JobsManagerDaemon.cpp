@@ -1,5 +1,6 @@
 #include "daemon/JobsManagerDaemon.h"
 
+#include "codes/LogLine.h"
 #include "daemon/BusGate.h"
 #include "daemon/ManagerInterface.h"
 #include "device/ManagedDevice.h"
@@ -11,10 +12,10 @@
 namespace JobsManagerD {
 namespace {
 
-/// Logs a failed step of the start. The message takes the step's place in the log, and its result where it has one.
-int32_t Checked(int32_t result, const char* message) {
+/// Logs a failed step of the start. The line takes the step's place in the log, and its result where it has one.
+int32_t Checked(int32_t result, LogLine<const char*, int32_t> line) {
     if (result < 0)
-        syslog(LOG_ERR, message, "Init", result);
+        line.Write(LOG_ERR, "Init", result);
     return result;
 }
 

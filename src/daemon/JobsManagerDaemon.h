@@ -49,6 +49,10 @@ public:
     void SyncDestinationSynced(const std::string& path);
     void JobFileSynced(const std::string& path);
 
+    /// Tells the service manager which devices there are; once it is told that the service is ready, the registry does
+    /// so whenever they change.
+    void TellDevices() const;
+
     // Null when there is none. The ID of a device that is leaving finds nothing.
     Device FindDevice(const std::string& deviceID) const;
     Device FindDeviceByStoragePath(const std::string& storagePath) const;

@@ -1,5 +1,6 @@
 #include "peers/StorageDaemon.h"
 
+#include "codes/LogLine.h"
 #include "peers/buslink/ObjectManager.h"
 #include "peers/buslink/PeerConnection.h"
 #include "peers/buslink/Wire.h"
@@ -16,14 +17,14 @@ constexpr const char* rootPath = "/com/corvane/common/StorageDaemon1";
 constexpr const char* rootInterface = service;
 constexpr const char* deviceInterface = "com.corvane.common.StorageDaemon1.Device";
 
-/// Reads a property; a failure is logged with `message`, which takes the caller's signature and the reason.
+/// Reads a property; a failure is logged with the line, which takes the caller's signature and the reason.
 template <typename T>
-int32_t ReadProperty(const std::string& path, const char* interface, const char* name, T& value, const char* message,
-                     const char* caller) {
+int32_t ReadProperty(const std::string& path, const char* interface, const char* name, T& value,
+                     JobsManagerD::LogLine<const char*, const char*> line, const char* caller) {
     std::string error;
     const int32_t result = buslink_utils::GetProperty(nullptr, service, path.c_str(), interface, name, value, error);
     if (result < 0)
-        syslog(LOG_ERR, message, caller, error.c_str());
+        line.Write(LOG_ERR, caller, error.c_str());
     return result;
 }
 
