@@ -178,7 +178,7 @@ void ManagedDevice::Indexing::_EmptyTrash() const {
 void ManagedDevice::Indexing::_IndexItems(const std::vector<FolderEntry>& items) {
     const DeviceJobs::Reading reading(_device._jobs);
     const std::string& mountPoint = _device.GetMountPoint();
-    ReadAhead<Found> jobs(items.size(), [&](size_t number) {
+    ReadAhead<Found> jobs(items.size(), _device._worker.CancelFlag(), [&](size_t number) {
         const std::string path = PathIn(mountPoint, items[number].name);
         const bool isVisible =
             Is(fs::file_type::directory, path, items[number].type, TryFsIsDirectory) && CheckHidden(path) == 0;
@@ -190,12 +190,12 @@ void ManagedDevice::Indexing::_IndexItems(const std::vector<FolderEntry>& items)
     size_t found = 0;
     size_t lastReported = 0;
     for (size_t processed = 1; processed <= items.size(); ++processed) {
-        if (_device._worker.IsCancelled()) {
+        const std::optional<Found> next = jobs.Next();
+        if (!next) {
             syslog(LOG_INFO, "*** Job Indexing cancelled...");
             return;
         }
-        const Found next = jobs.Next();
-        if (next.job && _device._TakeFound(next.job, next.readAt, reading, false))
+        if (next->job && _device._TakeFound(next->job, next->readAt, reading, false))
             ++found;
         if (found != lastReported && processed < items.size() &&
             std::chrono::duration<double>(Clock::now() - lastReport).count() > multiJobIndexUpdatePeriod) {

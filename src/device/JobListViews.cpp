@@ -1,42 +1,15 @@
 #include "device/AccessorNames.h"
-#include "device/JobOrder.h"
-#include "device/SearchRecord.h"
+#include "device/JsonPage.h"
+#include "device/ManagedDevice.h"
 #include "fsutil/Paths.h"
 #include "jobs/Json.h"
 
-#include <span>
 #include <syslog.h>
 
 using nlohmann::json;
 
 namespace JobsManagerD {
 namespace {
-
-/// The bus drops a client that sends a larger message than this, which a page of a full card can come near.
-constexpr size_t largestText = size_t{31} * 1024 * 1024;
-
-bool IsOutOfRange(size_t startIdx, size_t size) { return startIdx != 0 && startIdx >= size; }
-
-size_t PageSize(size_t startIdx, size_t limit, size_t size) {
-    return limit == 0 || startIdx + limit > size ? size - startIdx : limit;
-}
-
-/// A JSON array of texts that are JSON.
-template <typename Page, typename TextOf>
-jobsDaemonRtn_e JoinPage(const Page& page, TextOf textOf, std::string& text) {
-    text = "[";
-    for (const auto& item : page) {
-        if (text.size() > 1)
-            text += ',';
-        text += textOf(item);
-    }
-    text += ']';
-    if (text.size() <= largestText)
-        return JOBS_RTN_SUCCEEDED;
-    syslog(LOG_ERR, "A page of %zu bytes is too large for a message", text.size());
-    text.clear();
-    return JOBS_RTN_INVALID_RANGE;
-}
 
 /// Where the file server shows a job: the storage service's ID of the card, and the name of the job's folder.
 std::string JobUrl(const ManagedDevice& device, const Job& job) {
@@ -59,14 +32,7 @@ std::string ManagedDevice::GetJobListStatsJSONstring() const {
                         {"nTamsyJobsAtReIndex", counts.nTamsyJobsAtReIndex}});
 }
 
-std::string ManagedDevice::GetSearchStatsJSONstring() const {
-    const std::lock_guard lock(_searchMutex);
-    return CompactDump({{"nMatches", _search->results.size()},
-                        {"field", _search->field},
-                        {"matchCriterion", MatchCriterionText(_search->term.criterion)},
-                        {"caseSensitive", _search->term.isCaseSensitive},
-                        {"matchLimit", _search->matchLimit}});
-}
+std::string ManagedDevice::GetSearchStatsJSONstring() const { return _search.StatsJSONstring(); }
 
 jobsDaemonRtn_e ManagedDevice::GetJobListSummariesJSONstring(uint8_t criterion, uint8_t order, uint16_t startIdx,
                                                              uint16_t& limit, std::string& text) const {
@@ -83,17 +49,7 @@ jobsDaemonRtn_e ManagedDevice::GetJobListSummariesJSONstring(uint8_t criterion, 
 }
 
 jobsDaemonRtn_e ManagedDevice::GetSearchResultsJSONstring(uint16_t startIdx, uint16_t& limit, std::string& text) const {
-    const std::lock_guard lock(_searchMutex);
-    const std::vector<std::string>& results = _search->results;
-    if (IsOutOfRange(startIdx, results.size())) {
-        syslog(LOG_ERR, "%s startIdx %u out of range - search results has %u entries", "GetSearchResultsJSONstring",
-               startIdx, static_cast<unsigned>(results.size()));
-        return JOBS_RTN_INVALID_RANGE;
-    }
-    const auto page = std::span(results).subspan(startIdx, PageSize(startIdx, limit, results.size()));
-    limit = static_cast<uint16_t>(page.size());
-    return JoinPage(
-        page, [](const std::string& result) -> const std::string& { return result; }, text);
+    return _search.ResultsJSONstring(startIdx, limit, text);
 }
 
 jobsDaemonRtn_e ManagedDevice::GetJobJSONstring(const std::string& jobID, std::string& text) {

@@ -1,7 +1,5 @@
 #include "device/ManagedDevice.h"
 
-#include "device/SearchRecord.h"
-
 #include <syslog.h>
 
 namespace JobsManagerD {
@@ -11,14 +9,6 @@ namespace {
 constexpr std::chrono::seconds patience{1};
 
 } // namespace
-
-ManagedDevice::ManagedDevice() : _search(std::make_unique<SearchRecord>()) {}
-
-ManagedDevice::~ManagedDevice() {
-    // The thread shares ownership, so that it can only be at its very end, or be the one that runs this.
-    if (_searchThread.joinable())
-        _searchThread.detach();
-}
 
 void ManagedDevice::SetStoragePath(const std::string& path) {
     _storagePath = path;
@@ -42,15 +32,15 @@ bool ManagedDevice::CheckFileSpace(uint64_t bytes) const {
 void ManagedDevice::Cancel(std::function<void()> whenDone) {
     syslog(LOG_INFO, "ManagedDevice::_Cancel - Setting cancel flags.");
     _worker.Cancel();
-    _searchCancel = true;
     _card.TakeAway();
     syslog(LOG_INFO, "ManagedDevice::_Cancel - Waiting for any active threads to close.");
-    _worker.WhenDone([self = shared_from_this(), whenDone = std::move(whenDone)] {
-        if (self->_searchThread.joinable())
-            self->_searchThread.join();
-        syslog(LOG_INFO, "ManagedDevice::Cancel - Complete.");
-        self->_hasLeft = true;
-        whenDone();
+    _search.Stop([self = shared_from_this(), whenDone = std::move(whenDone)]() mutable {
+        ManagedDevice& device = *self;
+        device._worker.WhenDone([self = std::move(self), whenDone = std::move(whenDone)] {
+            syslog(LOG_INFO, "ManagedDevice::Cancel - Complete.");
+            self->_hasLeft = true;
+            whenDone();
+        });
     });
 }
 

@@ -4,6 +4,7 @@
 #include "codes/ReturnCodes.h"
 #include "device/Card.h"
 #include "device/DeviceJobs.h"
+#include "device/DeviceSearch.h"
 #include "device/DeviceWorker.h"
 #include "device/RaisedSignal.h"
 #include "device/WriteActive.h"
@@ -16,7 +17,6 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace JobsManagerD {
@@ -40,10 +40,9 @@ struct MediaReadings {
 /// the owners, none of which is held while another lock is taken.
 class ManagedDevice : public std::enable_shared_from_this<ManagedDevice> {
 public:
-    ManagedDevice();
+    ManagedDevice() = default;
     ManagedDevice(const ManagedDevice&) = delete;
     ManagedDevice& operator=(const ManagedDevice&) = delete;
-    ~ManagedDevice();
 
     // Identity, set once before the device is shared. --------------------------------------------------------------
 
@@ -253,7 +252,6 @@ public:
 
 private:
     // Each capability has its own helpers, in its own source.
-    struct SearchRecord;
     struct AccessorNames;
     struct MediaRegistration;
     struct Transfer;
@@ -341,13 +339,6 @@ private:
     /// The same, waiting for nothing.
     static void _TriggerFileRepairScanAside(const std::string& deviceId, const std::vector<std::string>& folders);
 
-    // Searching
-    void _SearchJobsTask(const nlohmann::json& field, const SearchTerm& term, uint16_t matchLimit);
-    void _SearchAll(const std::vector<std::shared_ptr<Job>>& jobs, const nlohmann::json& field, const SearchTerm& term,
-                    uint16_t matchLimit);
-    jobsDaemonRtn_e SearchJob(const Job& job, const nlohmann::json& field, const SearchTerm& term, bool& found,
-                              nlohmann::json& match) const;
-
     // Creating jobs, registering media
     jobsDaemonRtn_e _FillJobFolder(Job& job);
     jobsDaemonRtn_e _RegisterMedia(const MediaRegistration& registration);
@@ -388,10 +379,7 @@ private:
     /// in which they were made.
     Locks::Mutex _announceMutex;
 
-    mutable std::mutex _searchMutex;
-    std::unique_ptr<SearchRecord> _search;
-    std::thread _searchThread;
-    std::atomic<bool> _searchCancel{false};
+    DeviceSearch _search;
 };
 
 /// Marks a device as being written for the length of a scope.
