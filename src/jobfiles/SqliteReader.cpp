@@ -14,9 +14,11 @@ namespace JobsManagerD {
 namespace {
 
 // Bounds on a database made to harm. All are far above any job that was ever recorded, since a database beyond them
-// is not read at all. A row takes no more memory than the file is long, so that the first bounds both.
+// is not read at all. A row takes no more memory than the file is long, so that the first bounds both; but for a log
+// that was forged to tell of a longer file, where columns and values do.
 constexpr off_t longestDatabase = 128 * 1024 * 1024;
 constexpr int longestValue = 4 * 1024 * 1024;
+constexpr int mostColumns = 100;
 constexpr int longestStatement = 256 * 1024;
 // The same pages can stand in the file's trees again and again, so that its size does not bound the time.
 constexpr int64_t timeForReading = 1'000'000'000;
@@ -66,7 +68,7 @@ struct Place {
         struct stat64 status {};
         exists = lstat64(path.c_str(), &status) == 0;
         isFile = exists && S_ISREG(status.st_mode);
-        size = status.st_size;
+        size = exists ? status.st_size : 0;
     }
     bool exists;
     bool isFile;
@@ -124,7 +126,7 @@ int OpenReadOnly(const std::string& path, sqlite3** database) {
     const auto isInTheWay = [](const Place& place) { return place.exists && !place.isFile; };
     if (isInTheWay(file) || isInTheWay(log) || isInTheWay(journal))
         return SQLITE_CANTOPEN;
-    if (file.size > longestDatabase)
+    if (file.size + log.size > longestDatabase)
         return SQLITE_TOOBIG;
     // SQLite would remove what lies beside an empty file.
     if (file.isFile && file.size == 0)
@@ -191,6 +193,7 @@ void SqliteReader::_Restrict() {
     sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
     sqlite3_limit(database, SQLITE_LIMIT_LENGTH, longestValue);
+    sqlite3_limit(database, SQLITE_LIMIT_COLUMN, mostColumns);
     sqlite3_limit(database, SQLITE_LIMIT_SQL_LENGTH, longestStatement);
     sqlite3_set_authorizer(database, Authorize, &_tables);
     const int64_t now = ProcessorTime();
