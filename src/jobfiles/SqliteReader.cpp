@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <fcntl.h>
 #include <sqlite3.h>
+#include <string_view>
 #include <sys/stat.h>
 #include <tuple>
 #include <unistd.h>
@@ -13,14 +14,17 @@ namespace JobsManagerD {
 namespace {
 
 // Bounds on a database made to harm. All are far above any job that was ever recorded, since a database beyond them
-// is not read at all. A row takes no more memory than the file is long, so that the first bounds both.
+// is not read at all. A row takes no more memory than the file is long, so that the first bounds both; but for a log
+// that was forged to tell of a longer file, where columns and values do.
 constexpr off_t longestDatabase = 128 * 1024 * 1024;
 constexpr int longestValue = 4 * 1024 * 1024;
+constexpr int mostColumns = 100;
 constexpr int longestStatement = 256 * 1024;
 // The same pages can stand in the file's trees again and again, so that its size does not bound the time.
 constexpr int64_t timeForReading = 1'000'000'000;
-constexpr int64_t timeForPreparing = 200'000'000;
-constexpr int operationsBetweenChecks = 100;
+// Of that. The definitions of the tables take many times their length in memory.
+constexpr int64_t timeForDefinitions = 200'000'000;
+constexpr int operationsBetweenChecks = 500;
 
 /// Processor time is what counts: a slow card is no fault of the database.
 int64_t ProcessorTime() {
@@ -48,13 +52,23 @@ int Authorize(void* tables, int action, const char* name, const char*, const cha
     }
 }
 
+bool IsInWord(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; }
+
+/// True for a definition with the word "AS" in it, which a computed column cannot do without.
+bool MayComputeColumn(std::string_view sql) {
+    for (size_t i = 1; i + 2 < sql.size(); ++i)
+        if ((sql[i] | 0x20) == 'a' && (sql[i + 1] | 0x20) == 's' && !IsInWord(sql[i - 1]) && !IsInWord(sql[i + 2]))
+            return true;
+    return false;
+}
+
 /// What lies in the place of a file that SQLite would open: a pipe could stall it, and a link may lead off the card.
 struct Place {
     explicit Place(const std::string& path) {
         struct stat64 status {};
         exists = lstat64(path.c_str(), &status) == 0;
         isFile = exists && S_ISREG(status.st_mode);
-        size = status.st_size;
+        size = exists ? status.st_size : 0;
     }
     bool exists;
     bool isFile;
@@ -112,7 +126,7 @@ int OpenReadOnly(const std::string& path, sqlite3** database) {
     const auto isInTheWay = [](const Place& place) { return place.exists && !place.isFile; };
     if (isInTheWay(file) || isInTheWay(log) || isInTheWay(journal))
         return SQLITE_CANTOPEN;
-    if (file.size > longestDatabase)
+    if (file.size + log.size > longestDatabase)
         return SQLITE_TOOBIG;
     // SQLite would remove what lies beside an empty file.
     if (file.isFile && file.size == 0)
@@ -179,10 +193,12 @@ void SqliteReader::_Restrict() {
     sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
     sqlite3_limit(database, SQLITE_LIMIT_LENGTH, longestValue);
+    sqlite3_limit(database, SQLITE_LIMIT_COLUMN, mostColumns);
     sqlite3_limit(database, SQLITE_LIMIT_SQL_LENGTH, longestStatement);
     sqlite3_set_authorizer(database, Authorize, &_tables);
-    _endOfReading = ProcessorTime() + timeForReading;
-    _deadline = _endOfReading;
+    const int64_t now = ProcessorTime();
+    _endOfReading = now + timeForReading;
+    _deadline = now + timeForDefinitions;
     sqlite3_progress_handler(database, operationsBetweenChecks, IsOutOfTime, &_deadline);
 }
 
@@ -193,11 +209,10 @@ int SqliteReader::Close() {
     return code;
 }
 
+/// The first time, SQLite reads the definitions of all tables.
 int SqliteReader::Prepare(const char* sql, const char* table, SqliteStatement& statement) {
     _error.clear();
     _tables.emplace_back(table);
-    // The first time, this reads the definitions of all tables, which take many times their length in memory.
-    _deadline = std::min(_endOfReading, ProcessorTime() + timeForPreparing);
     int result = _Prepare(sql, statement);
     if (result == SQLITE_OK)
         result = _RefuseComputedColumns(table);
@@ -213,9 +228,28 @@ int SqliteReader::_Prepare(const std::string& sql, SqliteStatement& statement) {
     return result;
 }
 
+/// Asking SQLite about each table would take a third of the time that a summary takes.
+int SqliteReader::_LookForComputedColumns() {
+    SqliteStatement definitions;
+    int result = _Prepare("SELECT sql FROM sqlite_master", definitions);
+    while (result == SQLITE_OK || result == SQLITE_ROW) {
+        result = definitions.Step();
+        const char* const sql = result == SQLITE_ROW ? definitions.Text(0) : nullptr;
+        _mayComputeColumns = _mayComputeColumns || (sql && MayComputeColumn(sql));
+    }
+    _isLookedThrough = result == SQLITE_DONE;
+    return _isLookedThrough ? SQLITE_OK : result;
+}
+
 /// A column can be computed at each reading, by functions that take the square of a text's length, and that no deadline
 /// interrupts. The earlier generation had none.
 int SqliteReader::_RefuseComputedColumns(const std::string& table) {
+    if (!_isLookedThrough)
+        if (const int result = _LookForComputedColumns(); result != SQLITE_OK)
+            return result;
+    if (!_mayComputeColumns)
+        return SQLITE_OK;
+
     constexpr int nameColumn = 1;
     constexpr int hiddenColumn = 6;
     SqliteStatement columns;

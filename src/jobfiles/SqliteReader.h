@@ -69,6 +69,7 @@ public:
 private:
     void _Restrict();
     int _Prepare(const std::string& sql, SqliteStatement& statement);
+    int _LookForComputedColumns();
     int _RefuseComputedColumns(const std::string& table);
 
     struct CloseDatabase {
@@ -77,9 +78,11 @@ private:
     std::unique_ptr<sqlite3, CloseDatabase> _database;
     /// Set where SQLite itself has no text.
     std::string _error;
-    /// Those that may be read.
-    std::vector<std::string> _tables;
-    /// Processor times of this thread, in nanoseconds: when all reading ends, and when the present call does.
+    /// Those that may be read; the first is SQLite's own, of the definitions.
+    std::vector<std::string> _tables{"sqlite_master"};
+    bool _isLookedThrough = false;
+    bool _mayComputeColumns = false;
+    /// Processor times of this thread, in nanoseconds: when all reading ends, and when the present part of it does.
     int64_t _endOfReading = 0;
     int64_t _deadline = 0;
 };

@@ -343,10 +343,14 @@ TEST_F(JDB3helperTest, BeyondTheBoundsADatabaseIsRefusedAsAWhole) {
     EXPECT_EQ(log.TakeErrors().at(0), "JDB3helper::ExecuteStatement - Failed: Step 9, error interrupted");
     EXPECT_LT(std::clock() - start, 1.5 * CLOCKS_PER_SEC);
 
+    const Lines tooLarge{"JDB3helper::Open - Failed to open database " + path + ": string or blob too big"};
     fs::resize_file(path, 129 * 1024 * 1024);
     Summary();
-    EXPECT_EQ(log.TakeErrors(),
-              (Lines{"JDB3helper::Open - Failed to open database " + path + ": string or blob too big"}));
+    EXPECT_EQ(log.TakeErrors(), tooLarge);
+    MakeJob();
+    fs::resize_file(card.Write(folder + "job.jdb3-wal", ""), 129 * 1024 * 1024);
+    Summary();
+    EXPECT_EQ(log.TakeErrors(), tooLarge);
 }
 
 } // namespace
