@@ -40,8 +40,10 @@ template <typename ResultType, typename... ArgumentTypes>
 struct CallTypes {
     using Result = ResultType;
     using Arguments = std::tuple<std::remove_cvref_t<ArgumentTypes>...>;
-    static constexpr std::string In() { return Buslink::SignatureOfAll<std::remove_cvref_t<ArgumentTypes>...>(); }
-    static constexpr std::string Out() { return Buslink::Wire<Result>::Signature(); }
+    static constexpr Buslink::SignatureText In() {
+        return Buslink::SignatureOfAll<std::remove_cvref_t<ArgumentTypes>...>();
+    }
+    static constexpr Buslink::SignatureText Out() { return Buslink::Wire<Result>::Signature(); }
 };
 
 /// Types of a handler, from which the row's signatures follow. A handler returns the result, which is the reply, or it

@@ -2,9 +2,12 @@
 
 #include "peers/buslink/Utf8.h"
 
+#include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <systemd/sd-bus.h>
 #include <tuple>
 #include <vector>
@@ -31,6 +34,30 @@ private:
     size_t _left = largestMessage;
 };
 
+/// The signature of a type, put together by the compiler.
+class SignatureText {
+public:
+    constexpr SignatureText() = default;
+    constexpr SignatureText(const char* text) {
+        while (*text != '\0')
+            _letters.at(_size++) = *text++;
+    }
+
+    constexpr SignatureText operator+(const SignatureText& other) const {
+        SignatureText sum = *this;
+        for (size_t i = 0; i < other._size; ++i)
+            sum._letters.at(sum._size++) = other._letters.at(i);
+        return sum;
+    }
+    constexpr bool operator==(std::string_view text) const { return std::string_view(c_str(), _size) == text; }
+    constexpr const char* c_str() const { return _letters.data(); }
+
+private:
+    /// One more than any signature needs, for the final zero.
+    std::array<char, 32> _letters{};
+    size_t _size = 0;
+};
+
 /// How a C++ type travels: its signature, and reading from and appending to a message. Reading and appending return
 /// what sd-bus returns; appending -EMSGSIZE for what there is no room for. A tuple is a structure.
 template <typename T>
@@ -38,7 +65,10 @@ struct Wire;
 
 template <typename T, char code>
 struct BasicWire {
-    static constexpr std::string Signature() { return {code}; }
+    static constexpr SignatureText Signature() {
+        const char text[] = {code, '\0'};
+        return text;
+    }
     static int Read(sd_bus_message* message, T& value) { return sd_bus_message_read_basic(message, code, &value); }
     static int Append(sd_bus_message* message, T value, Room& room) {
         return room.Take(sizeof value) ? sd_bus_message_append_basic(message, code, &value) : -EMSGSIZE;
@@ -62,7 +92,7 @@ struct Wire<double> : BasicWire<double, 'd'> {};
 
 template <>
 struct Wire<bool> {
-    static constexpr std::string Signature() { return "b"; }
+    static constexpr SignatureText Signature() { return "b"; }
     static int Read(sd_bus_message* message, bool& value) {
         int number = 0;
         const int result = sd_bus_message_read_basic(message, 'b', &number);
@@ -78,7 +108,7 @@ struct Wire<bool> {
 /// Bytes that are no UTF-8 go out as U+FFFD, which takes three bytes. A text brings its length and a final zero.
 template <>
 struct Wire<std::string> {
-    static constexpr std::string Signature() { return "s"; }
+    static constexpr SignatureText Signature() { return "s"; }
     static int Read(sd_bus_message* message, std::string& value) {
         const char* text = nullptr;
         const int result = sd_bus_message_read_basic(message, 's', &text);
@@ -94,7 +124,7 @@ struct Wire<std::string> {
 
 template <>
 struct Wire<std::vector<std::string>> {
-    static constexpr std::string Signature() { return "as"; }
+    static constexpr SignatureText Signature() { return "as"; }
     static int Read(sd_bus_message* message, std::vector<std::string>& value) {
         value.clear();
         int result = sd_bus_message_enter_container(message, 'a', "s");
@@ -133,14 +163,14 @@ int AppendAll(sd_bus_message* message, const Types&... values) {
 }
 
 template <typename... Types>
-constexpr std::string SignatureOfAll() {
-    return (std::string() + ... + Wire<Types>::Signature());
+constexpr SignatureText SignatureOfAll() {
+    return (SignatureText() + ... + Wire<Types>::Signature());
 }
 
 template <typename... Types>
 struct Wire<std::tuple<Types...>> {
-    static constexpr std::string Contents() { return SignatureOfAll<Types...>(); }
-    static constexpr std::string Signature() { return "(" + Contents() + ")"; }
+    static constexpr SignatureText Contents() { return SignatureOfAll<Types...>(); }
+    static constexpr SignatureText Signature() { return SignatureText("(") + Contents() + ")"; }
     static int Read(sd_bus_message* message, std::tuple<Types...>& value) {
         int result = sd_bus_message_enter_container(message, 'r', Contents().c_str());
         if (result > 0)
