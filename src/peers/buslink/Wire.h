@@ -12,6 +12,8 @@
 #include <tuple>
 #include <vector>
 
+// C++ values on the bus. Functions of a message: they belong to the thread that has it.
+
 namespace Buslink {
 
 /// The bus drops the connection that sends a message above its limit, which is 32 MiB. So much may the values of one
@@ -63,6 +65,7 @@ private:
 template <typename T>
 struct Wire;
 
+/// A type whose memory is what sd-bus reads and writes.
 template <typename T, char code>
 struct BasicWire {
     static constexpr SignatureText Signature() {
@@ -75,6 +78,7 @@ struct BasicWire {
     }
 };
 
+// The basic types by their codes.
 template <>
 struct Wire<uint8_t> : BasicWire<uint8_t, 'y'> {};
 template <>
@@ -90,6 +94,7 @@ struct Wire<uint64_t> : BasicWire<uint64_t, 't'> {};
 template <>
 struct Wire<double> : BasicWire<double, 'd'> {};
 
+/// As an int on the wire.
 template <>
 struct Wire<bool> {
     static constexpr SignatureText Signature() { return "b"; }
@@ -122,6 +127,7 @@ struct Wire<std::string> {
     }
 };
 
+/// Texts alone come as arrays. Reading replaces what was there.
 template <>
 struct Wire<std::vector<std::string>> {
     static constexpr SignatureText Signature() { return "as"; }
@@ -140,7 +146,8 @@ struct Wire<std::vector<std::string>> {
     }
 };
 
-/// Reads, or appends, one value after the other until one fails. A value that is missing is a failure.
+/// Reads one value after the other until one fails. A value that is missing is a failure, -ENODATA. Positive on
+/// success.
 template <typename... Types>
 int ReadAll([[maybe_unused]] sd_bus_message* message, Types&... values) {
     int result = 1;
@@ -148,6 +155,7 @@ int ReadAll([[maybe_unused]] sd_bus_message* message, Types&... values) {
     return result == 0 ? -ENODATA : result;
 }
 
+/// For a message of which the values are a part: the others share the room.
 template <typename... Types>
 int AppendWithin([[maybe_unused]] Room& room, [[maybe_unused]] sd_bus_message* message, const Types&... values) {
     int result = 0;
@@ -162,11 +170,13 @@ int AppendAll(sd_bus_message* message, const Types&... values) {
     return AppendWithin(room, message, values...);
 }
 
+/// Of values that stand side by side, as the arguments of a call do.
 template <typename... Types>
 constexpr SignatureText SignatureOfAll() {
     return (SignatureText() + ... + Wire<Types>::Signature());
 }
 
+/// A structure of its members.
 template <typename... Types>
 struct Wire<std::tuple<Types...>> {
     static constexpr SignatureText Contents() { return SignatureOfAll<Types...>(); }
