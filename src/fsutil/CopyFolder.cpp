@@ -9,11 +9,14 @@
 #include <climits>
 #include <dirent.h>
 #include <fcntl.h>
+#include <filesystem>
 #include <memory>
 #include <string_view>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+namespace fs = std::filesystem;
 
 namespace JobsManagerD {
 namespace {
@@ -24,6 +27,8 @@ constexpr size_t mostAtOnce = size_t{1} << 30;
 struct Place {
     int folder;
     const char* name;
+    /// As a target: what is there already is up to date.
+    bool mayExist = false;
 };
 
 std::error_code LastError() { return {errno, std::generic_category()}; }
@@ -56,6 +61,11 @@ std::error_code CopyBytes(int from, int to, off64_t size) {
 
 constexpr int asNewFile = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
 
+/// For a target that could not be made: no error when it may be there already, and is.
+std::error_code ErrorUnlessThere(const Place& target) {
+    return target.mayExist && errno == EEXIST ? std::error_code() : LastError();
+}
+
 /// Flags and markers are empty, and not even their owner may read them.
 std::error_code CopyUnreadableFile(Place from, Place to) {
     struct stat64 status {};
@@ -63,8 +73,9 @@ std::error_code CopyUnreadableFile(Place from, Place to) {
         return LastError();
     if (!S_ISREG(status.st_mode) || status.st_size != 0)
         return std::make_error_code(std::errc::permission_denied);
-    return FileDescriptor(systemCalls.openAt(to.folder, to.name, asNewFile, status.st_mode & 0777)) ? std::error_code()
-                                                                                                    : LastError();
+    return FileDescriptor(systemCalls.openAt(to.folder, to.name, asNewFile, status.st_mode & 0777))
+               ? std::error_code()
+               : ErrorUnlessThere(to);
 }
 
 std::error_code CopyFile(Place from, Place to) {
@@ -77,7 +88,7 @@ std::error_code CopyFile(Place from, Place to) {
         return LastError();
     FileDescriptor target(systemCalls.openAt(to.folder, to.name, asNewFile, status.st_mode & 0777));
     if (!target)
-        return LastError();
+        return ErrorUnlessThere(to);
     if (const std::error_code failure = CopyBytes(source.Get(), target.Get(), status.st_size))
         return failure;
     // A medium that cannot keep the time still keeps the file.
@@ -89,21 +100,24 @@ std::error_code CopyFile(Place from, Place to) {
 std::error_code CopyLink(Place from, Place to) {
     std::array<char, PATH_MAX> path{};
     const ssize_t length = readlinkat(from.folder, from.name, path.data(), path.size() - 1);
-    return length < 0 || symlinkat(path.data(), to.folder, to.name) != 0 ? LastError() : std::error_code();
+    if (length < 0)
+        return LastError();
+    return symlinkat(path.data(), to.folder, to.name) != 0 ? ErrorUnlessThere(to) : std::error_code();
 }
 
-std::error_code CopyContents(FileDescriptor from, int to, const std::vector<std::string>& but);
+std::error_code CopyContents(FileDescriptor from, int to, const std::vector<std::string>& but, bool mayExist);
 
 std::error_code CopyFolder(Place from, Place to, mode_t mode) {
     // Its owner has to fill it.
     if (systemCalls.makeFolder(to.folder, to.name, (mode & 0777) | S_IRWXU) != 0)
-        return LastError();
+        if (const std::error_code failure = ErrorUnlessThere(to))
+            return failure;
     constexpr int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
     FileDescriptor source(systemCalls.openAt(from.folder, from.name, flags, 0));
     const FileDescriptor target(systemCalls.openAt(to.folder, to.name, flags, 0));
     if (!source || !target)
         return LastError();
-    return CopyContents(std::move(source), target.Get(), {});
+    return CopyContents(std::move(source), target.Get(), {}, to.mayExist);
 }
 
 std::error_code CopyItem(Place from, Place to, unsigned char listedType) {
@@ -124,7 +138,7 @@ std::error_code CopyItem(Place from, Place to, unsigned char listedType) {
     }
 }
 
-std::error_code CopyContents(FileDescriptor from, int to, const std::vector<std::string>& but) {
+std::error_code CopyContents(FileDescriptor from, int to, const std::vector<std::string>& but, bool mayExist) {
     const int folder = from.Get();
     const std::unique_ptr<DIR, int (*)(DIR*)> listing(fdopendir(folder), closedir);
     if (!listing)
@@ -138,21 +152,49 @@ std::error_code CopyContents(FileDescriptor from, int to, const std::vector<std:
         const std::string_view name = entry->d_name;
         if (name == "." || name == ".." || std::ranges::find(but, name) != but.end())
             continue;
-        if (const std::error_code failure = CopyItem({folder, entry->d_name}, {to, entry->d_name}, entry->d_type))
+        const Place target{to, entry->d_name, mayExist};
+        if (const std::error_code failure = CopyItem({folder, entry->d_name}, target, entry->d_type))
             return failure;
     }
 }
 
-} // namespace
-
-std::error_code CopyFolderContents(const std::string& from, const std::string& to, const CopiedApart& apart) {
+std::error_code Copy(const std::string& from, const std::string& to, const CopiedApart& apart, bool mayExist) {
     constexpr int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
     FileDescriptor source(systemCalls.openAt(AT_FDCWD, from.c_str(), flags, 0));
     const FileDescriptor target(systemCalls.openAt(AT_FDCWD, to.c_str(), flags, 0));
     if (!source || !target)
         return LastError();
     const std::error_code failure = apart.copy ? apart.copy(target.Get()) : std::error_code();
-    return failure ? failure : CopyContents(std::move(source), target.Get(), apart.names);
+    return failure ? failure : CopyContents(std::move(source), target.Get(), apart.names, mayExist);
+}
+
+/// Removes from a copy what the original has no more, or has otherwise.
+void RemoveStale(const fs::path& from, const fs::path& to, const std::vector<std::string>& but) {
+    std::error_code ignored;
+    for (const fs::directory_entry& copy : fs::directory_iterator(to, ignored)) {
+        const fs::path name = copy.path().filename();
+        const fs::directory_entry original(from / name, ignored);
+        const bool isFolder = copy.symlink_status(ignored).type() == fs::file_type::directory;
+        const bool isSame = original.symlink_status(ignored).type() == copy.symlink_status(ignored).type() &&
+                            std::ranges::find(but, name.string()) == but.end() &&
+                            (isFolder || (original.file_size(ignored) == copy.file_size(ignored) &&
+                                          original.last_write_time(ignored) == copy.last_write_time(ignored)));
+        if (!isSame)
+            fs::remove_all(copy.path(), ignored);
+        else if (isFolder)
+            RemoveStale(original.path(), copy.path(), {});
+    }
+}
+
+} // namespace
+
+std::error_code CopyFolderContents(const std::string& from, const std::string& to, const CopiedApart& apart) {
+    return Copy(from, to, apart, false);
+}
+
+std::error_code RefreshFolderContents(const std::string& from, const std::string& to, const CopiedApart& apart) {
+    RemoveStale(from, to, apart.names);
+    return Copy(from, to, apart, true);
 }
 
 } // namespace JobsManagerD

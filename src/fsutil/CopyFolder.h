@@ -22,4 +22,8 @@ struct CopiedApart {
 /// returned; what was copied stays. A FIFO, a socket or a device among the files is such a failure.
 std::error_code CopyFolderContents(const std::string& from, const std::string& to, const CopiedApart& apart = {});
 
+/// Brings such a copy up to date with an original that has changed since: as copying anew, but files whose size and
+/// modification time are the same stay.
+std::error_code RefreshFolderContents(const std::string& from, const std::string& to, const CopiedApart& apart = {});
+
 } // namespace JobsManagerD

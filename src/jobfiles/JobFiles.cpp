@@ -65,12 +65,18 @@ jobFileOpRtn_e JobFiles::ReadBytes(const std::string& path, JobText& bytes) cons
 std::error_code JobFiles::CopyTo(const std::string& path, int folder) const { return _bytes->CopyTo(path, folder); }
 
 std::error_code JobFiles::CopyFolder(const std::string& jobFilePath, const std::string& to) const {
-    const std::string from = DirectoryPart(jobFilePath);
+    return CopyFolderContents(DirectoryPart(jobFilePath), to, _CopiedApart(jobFilePath));
+}
+
+std::error_code JobFiles::RefreshCopy(const std::string& jobFilePath, const std::string& to) const {
+    return RefreshFolderContents(DirectoryPart(jobFilePath), to, _CopiedApart(jobFilePath));
+}
+
+CopiedApart JobFiles::_CopiedApart(const std::string& jobFilePath) const {
     if (GetPathExtension(jobFilePath) != "json")
-        return CopyFolderContents(from, to);
+        return {};
     const std::string file = FileName(jobFilePath);
-    return CopyFolderContents(from, to,
-                              {{file, BackupPath(file)}, [&](int folder) { return CopyTo(jobFilePath, folder); }});
+    return {{file, BackupPath(file)}, [this, jobFilePath](int folder) { return CopyTo(jobFilePath, folder); }};
 }
 
 } // namespace JobsManagerD

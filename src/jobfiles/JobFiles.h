@@ -1,6 +1,7 @@
 #pragma once
 
 #include "codes/ReturnCodes.h"
+#include "fsutil/CopyFolder.h"
 #include "jobfiles/JobText.h"
 
 #include <memory>
@@ -47,10 +48,13 @@ public:
     /// Copies a job's folder into `to`, a folder that exists and is empty, as CopyFolderContents does, but its job file
     /// and backup as one state that the job had.
     std::error_code CopyFolder(const std::string& jobFilePath, const std::string& to) const;
+    /// Brings such a copy up to date after the job has changed.
+    std::error_code RefreshCopy(const std::string& jobFilePath, const std::string& to) const;
     /// Copies the job file and its backup, if there is one, into an open folder, under their names.
     std::error_code CopyTo(const std::string& path, int folder) const;
 
 private:
+    CopiedApart _CopiedApart(const std::string& jobFilePath) const;
     const JobFileHandler* _FindFileHandler(const std::string& extension) const;
 
     std::shared_ptr<JobFileBytes> _bytes;

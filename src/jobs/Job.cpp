@@ -38,6 +38,11 @@ void Job::SetSummary(JobSummary summary) {
     ChangeSummary([&summary](JobSummary& present) { present = std::move(summary); });
 }
 
+void Job::TakeOver(const Job& found) {
+    SetJobFilePath(found.JobFilePath());
+    SetSummary(found.Summary());
+}
+
 std::string Job::Id() const {
     const std::lock_guard lock(_summaryLock);
     return _summary.id;
