@@ -4,6 +4,13 @@
 
 // The manager's handlers that are more than a shape. Named after their methods.
 
+namespace JobsManagerD {
+
+template <typename Result>
+class Later;
+
+} // namespace JobsManagerD
+
 namespace JobsManagerD::Handlers {
 
 using CodeDeviceAndText = std::tuple<int32_t, std::string, std::string>;
@@ -31,7 +38,8 @@ int32_t DeleteMediaItem(JobsManagerDaemon& daemon, const Text& dev, const Text& 
 int32_t DeleteJob(JobsManagerDaemon& daemon, const Text& dev, const Text& job);
 int32_t MoveJob(JobsManagerDaemon& daemon, const Text& src, const Text& dst, const Text& job);
 int32_t CopyJob(JobsManagerDaemon& daemon, const Text& src, const Text& dst, const Text& job);
-int32_t CancelCMD(JobsManagerDaemon& daemon, const Text& dev);
+/// Answers when the task has ended, after its last signal.
+void CancelCMD(JobsManagerDaemon& daemon, Later<int32_t> answer, const Text& dev);
 
 // Finding, listing and searching (ListHandlers.cpp)
 CodeAndText GetJobList(JobsManagerDaemon& daemon, const Text& dev, uint8_t criterion, uint8_t order, uint16_t startIdx,

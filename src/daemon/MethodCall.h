@@ -4,6 +4,7 @@
 #include "peers/buslink/Wire.h"
 
 #include <cstdint>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <syslog.h>
@@ -32,21 +33,37 @@ struct RowNotes {
     bool logsReply = false;
 };
 
-/// Types of a handler `Result handler(JobsManagerDaemon&, Arguments...)`, from which the row's signatures follow.
-template <typename Handler>
-struct HandlerTypes;
+template <typename Result>
+class Later;
 
 template <typename ResultType, typename... ArgumentTypes>
-struct HandlerTypes<ResultType (*)(JobsManagerDaemon&, ArgumentTypes...)> {
+struct CallTypes {
     using Result = ResultType;
     using Arguments = std::tuple<std::remove_cvref_t<ArgumentTypes>...>;
     static constexpr std::string In() { return Buslink::SignatureOfAll<std::remove_cvref_t<ArgumentTypes>...>(); }
     static constexpr std::string Out() { return Buslink::Wire<Result>::Signature(); }
 };
 
-/// Sends an error in the place of the reply. Takes the bus lock.
+/// Types of a handler, from which the row's signatures follow. A handler returns the result, which is the reply, or it
+/// takes a `Later` and gives the result to that, now or when there is one.
+template <typename Handler>
+struct HandlerTypes;
+
+template <typename Result, typename... Arguments>
+struct HandlerTypes<Result (*)(JobsManagerDaemon&, Arguments...)> : CallTypes<Result, Arguments...> {
+    static constexpr bool answersLater = false;
+};
+
+template <typename Result, typename... Arguments>
+struct HandlerTypes<void (*)(JobsManagerDaemon&, Later<Result>, Arguments...)> : CallTypes<Result, Arguments...> {
+    static constexpr bool answersLater = true;
+};
+
+/// Sends an error in the place of the reply. Takes the bus lock. Negative errno on failure.
 int ReplyWithError(JobsManagerDaemon& daemon, sd_bus_message* call, const char* text);
 
+/// Sends the result as the reply, or the row's error when it cannot be built, as when it is too large for a message.
+/// Takes the bus lock. Negative errno on failure.
 template <typename Result>
 int Reply(JobsManagerDaemon& daemon, sd_bus_message* call, const Result& result, const RowNotes& notes) {
     const char* failure = nullptr;
@@ -65,8 +82,40 @@ int Reply(JobsManagerDaemon& daemon, sd_bus_message* call, const Result& result,
     return ReplyWithError(daemon, call, failure);
 }
 
+/// The reply that is owed to a call. It keeps the call, and copies share it; called once, on the main thread, it sends
+/// the reply. A call that nobody answers is answered by the end of the service. Copies may go on any thread.
+template <typename Result>
+class Later {
+public:
+    Later(JobsManagerDaemon& daemon, sd_bus_message* call, const RowNotes& notes)
+        : _daemon(&daemon), _call(sd_bus_message_ref(call), sd_bus_message_unref), _notes(&notes) {}
+
+    void operator()(const Result& result) const { Reply(*_daemon, _call.get(), result, *_notes); }
+
+private:
+    JobsManagerDaemon* _daemon;
+    std::shared_ptr<sd_bus_message> _call;
+    const RowNotes* _notes;
+};
+
+/// Runs a handler on the arguments of its call and sees to the reply.
+template <auto handler, const RowNotes& notes, typename Arguments>
+int RunHandler(JobsManagerDaemon& daemon, sd_bus_message* call, const Arguments& arguments) {
+    using Types = HandlerTypes<decltype(handler)>;
+    if constexpr (Types::answersLater) {
+        const Later<typename Types::Result> later(daemon, call, notes);
+        std::apply([&](const auto&... values) { handler(daemon, later, values...); }, arguments);
+        return 1;
+    } else {
+        const auto result = std::apply([&](const auto&... values) { return handler(daemon, values...); }, arguments);
+        if constexpr (notes.logsReply)
+            syslog(LOG_INFO, "%s - rtn = %d", sd_bus_message_get_member(call), result);
+        return Reply(daemon, call, result, notes);
+    }
+}
+
 /// The bus's form of a handler: reads the arguments, runs the handler, replies.
-template <auto handler, RowNotes notes>
+template <auto handler, const RowNotes& notes>
 int Serve(sd_bus_message* call, void* userData, sd_bus_error*) {
     auto& daemon = *static_cast<JobsManagerDaemon*>(static_cast<Buslink::DbusServer*>(userData));
     if (notes.logsName)
@@ -79,11 +128,7 @@ int Serve(sd_bus_message* call, void* userData, sd_bus_error*) {
         return ReplyWithError(daemon, call, "Failed to parse message");
     }
     try {
-        const auto result =
-            std::apply([&daemon](const auto&... values) { return handler(daemon, values...); }, arguments);
-        if constexpr (notes.logsReply)
-            syslog(LOG_INFO, "%s - rtn = %d", sd_bus_message_get_member(call), result);
-        return Reply(daemon, call, result, notes);
+        return RunHandler<handler, notes>(daemon, call, arguments);
     } catch (const MalformedCall& malformed) {
         return ReplyWithError(daemon, call, malformed.what());
     }

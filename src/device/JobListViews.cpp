@@ -3,7 +3,6 @@
 #include "device/SearchRecord.h"
 #include "fsutil/Paths.h"
 #include "jobs/Json.h"
-#include "peers/StorageDaemon.h"
 
 #include <span>
 #include <syslog.h>
@@ -39,25 +38,25 @@ jobsDaemonRtn_e JoinPage(const Page& page, TextOf textOf, std::string& text) {
     return JOBS_RTN_INVALID_RANGE;
 }
 
-/// Where the file server shows a job: the storage device's ID and the job folder's name.
-std::string JobUrl(const Job& job) {
-    std::string deviceId;
-    Storaged::StorageDaemonDbusHandler::GetDeviceIdFromFilename(job.JobFilePath(), deviceId);
-    return deviceId + "/" + FileName(job.JobFolderPath());
+/// Where the file server shows a job: the storage service's ID of the card, and the name of the job's folder.
+std::string JobUrl(const ManagedDevice& device, const Job& job) {
+    return FileName(device.GetStoragePath()) + "/" + FileName(job.JobFolderPath());
 }
 
-void AddMediaPlaces(const Job& job, json& object) {
+void AddMediaPlaces(const ManagedDevice& device, const Job& job, json& object) {
     const std::string& folder = job.Details().mediaFolder;
+    const std::string url = JobUrl(device, job);
     object["mediaFolderPath"] = job.MediaFolderPath();
-    object["mediaUrl"] = folder.empty() ? JobUrl(job) : JobUrl(job) + "/" + folder;
+    object["mediaUrl"] = folder.empty() ? url : url + "/" + folder;
 }
 
 } // namespace
 
 std::string ManagedDevice::GetJobListStatsJSONstring() const {
-    return CompactDump({{"nRuvoJobs", nRuvoJobs.load()},
-                        {"nTamsyJobs", nTamsyJobs.load()},
-                        {"nTamsyJobsAtReIndex", nTamsyJobsAtReIndex.load()}});
+    const DeviceJobs::Counts counts = _jobs.Counters();
+    return CompactDump({{"nRuvoJobs", counts.nRuvoJobs},
+                        {"nTamsyJobs", counts.nTamsyJobs},
+                        {"nTamsyJobsAtReIndex", counts.nTamsyJobsAtReIndex}});
 }
 
 std::string ManagedDevice::GetSearchStatsJSONstring() const {
@@ -71,16 +70,12 @@ std::string ManagedDevice::GetSearchStatsJSONstring() const {
 
 jobsDaemonRtn_e ManagedDevice::GetJobListSummariesJSONstring(uint8_t criterion, uint8_t order, uint16_t startIdx,
                                                              uint16_t& limit, std::string& text) const {
-    std::vector<JobList::Entry> page;
-    {
-        const std::lock_guard lock(_jobListMutex);
-        if (IsOutOfRange(startIdx, _jobList.Size())) {
-            syslog(LOG_ERR, "%s startIdx %u out of range - jobList has %u entries", "GetJobListSummariesJSONstring",
-                   startIdx, static_cast<unsigned>(_jobList.Size()));
-            return JOBS_RTN_INVALID_RANGE;
-        }
-        const size_t count = PageSize(startIdx, limit, _jobList.Size());
-        page = SortedPage(_jobList.Entries(), criterion, order != 0, startIdx, count);
+    std::vector<DeviceJobs::Entry> page;
+    size_t size = 0;
+    if (!_jobs.Page(criterion, order != 0, startIdx, limit, page, size)) {
+        syslog(LOG_ERR, "%s startIdx %u out of range - jobList has %u entries", "GetJobListSummariesJSONstring",
+               startIdx, static_cast<unsigned>(size));
+        return JOBS_RTN_INVALID_RANGE;
     }
     limit = static_cast<uint16_t>(page.size());
     return JoinPage(
@@ -109,8 +104,8 @@ jobsDaemonRtn_e ManagedDevice::GetJobJSONstring(const std::string& jobID, std::s
     const std::shared_ptr<Job>& job = opened.job;
     json object = job->ToJson(JSON_MODE_CLIENT);
     object["jobFolderPath"] = job->JobFolderPath();
-    object["jobUrl"] = JobUrl(*job);
-    AddMediaPlaces(*job, object);
+    object["jobUrl"] = JobUrl(*this, *job);
+    AddMediaPlaces(*this, *job, object);
     text = CompactDump(object);
     return JOBS_RTN_SUCCEEDED;
 }
@@ -123,7 +118,7 @@ jobsDaemonRtn_e ManagedDevice::GetMediaItemJSONstring(const std::string& jobID, 
     if (result != JOBS_RTN_SUCCEEDED)
         return result;
     json object = ToJson(*media, JSON_MODE_CLIENT);
-    AddMediaPlaces(*opened.job, object);
+    AddMediaPlaces(*this, *opened.job, object);
     text = CompactDump(object);
     return JOBS_RTN_SUCCEEDED;
 }
@@ -137,7 +132,7 @@ jobsDaemonRtn_e ManagedDevice::GetJobSummaryJSONstring(const std::string& jobID,
 }
 
 jobsDaemonRtn_e ManagedDevice::GetMediaID(const std::string& filePath, std::string& mediaID) const {
-    const std::shared_ptr<Job> current = _CurrentJob();
+    const std::shared_ptr<Job> current = _jobs.Current();
     if (!current) {
         syslog(LOG_ERR, "ManagedDevice::GetMediaID No current job");
         return JOBS_RTN_NO_CURRENT_JOB;

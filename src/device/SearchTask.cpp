@@ -4,9 +4,9 @@
 #include "device/SearchRecord.h"
 #include "fsutil/Paths.h"
 #include "fsutil/Times.h"
-#include "search/SearchFilter.h"
 #include "jobs/Json.h"
 #include "jobs/Scramble.h"
+#include "search/SearchFilter.h"
 
 #include <optional>
 #include <syslog.h>
@@ -167,7 +167,8 @@ jobsDaemonRtn_e ManagedDevice::SearchJobs(const std::string& fieldStructure, con
         return JOBS_RTN_MISSING_FIELDS;
     }
     _searchCancel = true;
-    _JoinThread(_searchThread);
+    if (_searchThread.joinable())
+        _searchThread.join();
     _searchCancel = false;
     _searchThread = std::thread([self = shared_from_this(), field, term, matchLimit] {
         const RunningTask running;
@@ -184,10 +185,8 @@ void ManagedDevice::_SearchJobsTask(const json& field, const SearchTerm& term, u
         *_search = {field, term, matchLimit, {}};
     }
     std::vector<JobList::Entry> jobs;
-    {
-        const std::lock_guard lock(_jobListMutex);
-        jobs = SortedPage(_jobList.Entries(), SORT_BY_MODIFIED_TIME, false, 0, _jobList.Size());
-    }
+    size_t size = 0;
+    _jobs.Page(SORT_BY_MODIFIED_TIME, false, 0, 0, jobs, size);
     _SearchAll(jobs, field, term, matchLimit);
     if (!_searchCancel) {
         _jobSearchComplete.Raise(*this);
@@ -239,14 +238,10 @@ jobsDaemonRtn_e ManagedDevice::SearchJob(const Job& job, const json& field, cons
     if (job.IsLegacy())
         return JOBS_RTN_UNSUPPORTED_FORMAT;
     const std::string path = job.JobFilePath();
-    const std::string extension = GetPathExtension(path);
-    const auto handler = _FindFileHandler(extension);
-    if (!handler) {
-        syslog(LOG_ERR, "ManagedDevice::SearchJob - Unsupported jobfile format - extension %s", extension.c_str());
-        return JOBS_RTN_UNSUPPORTED_FORMAT;
-    }
+    if (const jobsDaemonRtn_e format = _card.Files().CheckFormat(job, "SearchJob"); format != JOBS_RTN_SUCCEEDED)
+        return format;
     json document;
-    const jobFileOpRtn_e result = handler->ExtractJobJson(job, document);
+    const jobFileOpRtn_e result = _card.Files().ExtractJson(job, document);
     if (result != JOBFILE_OP_SUCCEEDED) {
         syslog(LOG_ERR, "ManagedDevice::SearchJob - Failed to parse job file %s : %s", path.c_str(),
                JobFileOpText(result));

@@ -1,10 +1,10 @@
 #include "jobfiles/JobFileHandlerJSON.h"
 
-#include "fsutil/SafeFileWrite.h"
 #include "jobfiles/FastSummary.h"
 #include "jobfiles/JobFileValidators.h"
 #include "jobfiles/SafeJobOpen.h"
 #include "jobs/Job.h"
+#include "jobs/JobFolder.h"
 #include "jobs/Scramble.h"
 #include "jobs/ValuesJson.h"
 
@@ -20,8 +20,9 @@ std::string TextOrNothing(const json& value, const char* key) {
     return HasKey(value, key) ? value[key].get<std::string>() : std::string();
 }
 
-std::optional<int32_t> NumberOrNothing(const json& value, const char* key) {
-    return HasKey(value, key) ? std::optional(JsonNumber<int32_t>(value[key])) : std::nullopt;
+std::optional<int32_t> AngleOrNothing(const json& value, const char* key) {
+    const bool isNothing = !HasKey(value, key) || value[key].is_null() || value[key].is_boolean();
+    return isNothing ? std::nullopt : std::optional(JsonNumber<int32_t>(value[key]));
 }
 
 Position PositionOrNothing(const json& value) {
@@ -58,7 +59,8 @@ JobSummary ReadSummary(const json& document) {
 
 JobDetails ReadDetails(const json& document, const std::string& jobId) {
     JobDetails details;
-    details.mediaFolder = HasKey(document, "mediaFolder") ? document["mediaFolder"].get<std::string>() : "media";
+    details.mediaFolder =
+        HasKey(document, "mediaFolder") ? document["mediaFolder"].get<std::string>() : JobFolder::defaultMediaFolder;
     details.notes = TextOrNothing(document, "notes");
     details.privateNotes = PrivateNotesOrNothing(document, jobId);
     if (HasKey(document, "address"))
@@ -66,9 +68,8 @@ JobDetails ReadDetails(const json& document, const std::string& jobId) {
     if (HasKey(document, "customer"))
         details.customer = ContactFromJson(document["customer"]);
     details.userData = UserDataOrNothing(document);
-    if (HasKey(document, "contacts") && document["contacts"].is_array())
-        for (const json& contact : document["contacts"])
-            details.contacts.push_back(ContactFromJson(contact));
+    if (HasArray(document, "contacts") || HasObject(document, "contacts"))
+        details.contacts = ContactsFromJson(document["contacts"]);
     return details;
 }
 
@@ -93,8 +94,8 @@ MediaRecord ReadMediaRecord(const json& value) {
     record.source = SourceFromJson(value["source"]);
     record.files = ReadFiles(value["files"]);
     record.position = PositionOrNothing(value);
-    record.cameraRollAngle = NumberOrNothing(value, "cameraRollAngle");
-    record.cameraInclinometerAngle = NumberOrNothing(value, "cameraInclinometerAngle");
+    record.cameraRollAngle = AngleOrNothing(value, "cameraRollAngle");
+    record.cameraInclinometerAngle = AngleOrNothing(value, "cameraInclinometerAngle");
     if (HasKey(value, "distance"))
         record.distance = ReelDistanceFromJson(value["distance"]);
     record.isIncludedInReport = value["isIncludedInReport"].get<bool>();
@@ -155,9 +156,21 @@ void ReadMedia(const json& document, Job& job) {
     }
 }
 
+ParseJobText ParseInto(json& document) {
+    return [&document](const std::string& text) { document = ParseJson(text); };
+}
+
+std::shared_ptr<JobFileBytes> FilesOfNoCard() {
+    static const auto files = std::make_shared<JobFileBytes>();
+    return files;
+}
+
 } // namespace
 
+JobFileHandlerJSON::JobFileHandlerJSON() : JobFileHandlerJSON(FilesOfNoCard()) {}
+
 jobFileOpRtn_e JobFileHandlerJSON::ParseJobFileSummary(Job& job) const try {
+    JobText bytes;
     std::optional<JobSummary> summary;
     json document;
     const auto parse = [&summary, &document](std::string& text) {
@@ -165,7 +178,7 @@ jobFileOpRtn_e JobFileHandlerJSON::ParseJobFileSummary(Job& job) const try {
         if (!summary)
             document = ParseJson(text);
     };
-    if (SafeJobOpen(job.JobFilePath(), parse) != JOBFILE_OP_SUCCEEDED)
+    if (SafeJobOpen(*_files, job.JobFilePath(), bytes, parse) != JOBFILE_OP_SUCCEEDED)
         return JOBFILE_OP_FS_ERROR;
     if (!summary && !HasValidSummaryFields(document)) {
         syslog(LOG_ERR, "JobFileHandlerJSON::ParseJobFileSummary - Valid job summary fields check failed");
@@ -179,8 +192,9 @@ jobFileOpRtn_e JobFileHandlerJSON::ParseJobFileSummary(Job& job) const try {
 }
 
 jobFileOpRtn_e JobFileHandlerJSON::ParseJobFile(Job& job) const try {
+    JobText bytes;
     json document;
-    if (SafeJobOpen(job.JobFilePath(), document) != JOBFILE_OP_SUCCEEDED)
+    if (SafeJobOpen(*_files, job.JobFilePath(), bytes, ParseInto(document)) != JOBFILE_OP_SUCCEEDED)
         return JOBFILE_OP_FS_ERROR;
     if (!HasValidJobFields(document)) {
         syslog(LOG_ERR, "JobFileHandlerJSON::ParseJobFile - Valid job fields check failed");
@@ -198,8 +212,7 @@ jobFileOpRtn_e JobFileHandlerJSON::ParseJobFile(Job& job) const try {
 
 jobFileOpRtn_e JobFileHandlerJSON::UpdateJobFile(const Job& job) const {
     const std::string path = job.JobFilePath();
-    const std::lock_guard lock(JobFileLock(path));
-    if (!SafeFileWrite(path, CompactDump(job.ToJson(JSON_MODE_FILE)))) {
+    if (!_files->Write(path, CompactDump(job.ToJson(JSON_MODE_FILE)))) {
         syslog(LOG_ERR, "%s: Failed to update job file %s", "UpdateJobFile", path.c_str());
         return JOBFILE_OP_FS_ERROR;
     }
@@ -208,7 +221,8 @@ jobFileOpRtn_e JobFileHandlerJSON::UpdateJobFile(const Job& job) const {
 }
 
 jobFileOpRtn_e JobFileHandlerJSON::ExtractJobJson(const Job& job, json& document) const {
-    const jobFileOpRtn_e result = SafeJobOpen(job.JobFilePath(), document);
+    JobText bytes;
+    const jobFileOpRtn_e result = SafeJobOpen(*_files, job.JobFilePath(), bytes, ParseInto(document));
     if (result == JOBFILE_OP_SUCCEEDED)
         return JOBFILE_OP_SUCCEEDED;
     syslog(LOG_ERR, "JobFileHandlerJSON::ExtractJobJson - Failed to parse job file : %s", JobFileOpText(result));

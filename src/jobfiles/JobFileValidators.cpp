@@ -18,8 +18,6 @@ bool Reported(bool valid, const char* validator) {
 
 bool HasBoolean(const json& value, const char* key) { return HasKey(value, key) && value[key].is_boolean(); }
 
-bool HasArray(const json& value, const char* key) { return HasKey(value, key) && value[key].is_array(); }
-
 bool HasArrayOrNothing(const json& value, const char* key) { return !HasKey(value, key) || HasArray(value, key); }
 
 bool HasUserDataOrNothing(const json& value) {

@@ -134,8 +134,10 @@ Address AddressFromJson(const json& value) {
 
 Contact ContactFromJson(const json& value) {
     Contact contact;
-    if (HasKey(value, "id"))
-        contact.id = JsonNumber<uint8_t>(value["id"]);
+    if (HasKey(value, "id")) {
+        const uint8_t id = JsonNumber<uint8_t>(value["id"]);
+        contact.id = IsContactId(value["id"]) ? id : uint8_t{0};
+    }
     if (HasKey(value, "contactSource"))
         contact.contactSource = JsonNumber<uint32_t>(value["contactSource"]);
     if (HasKey(value, "address"))
@@ -146,11 +148,30 @@ Contact ContactFromJson(const json& value) {
     return contact;
 }
 
+std::vector<Contact> ContactsFromJson(const json& value) {
+    std::vector<Contact> contacts;
+    for (const json& contact : value)
+        if (value.is_array() || (contact.is_object() && HasValidContactFields(contact, false)))
+            contacts.push_back(ContactFromJson(contact));
+    for (Contact& contact : contacts)
+        if (contact.id == 0)
+            contact.id = NextContactId(contacts);
+    return contacts;
+}
+
+bool IsContactId(const json& number) {
+    // Compared as the kind of number that it is, before any conversion.
+    return number.is_number() && number >= 0 && number <= std::numeric_limits<uint8_t>::max() &&
+           number == JsonNumber<uint8_t>(number);
+}
+
 bool HasText(const json& value, const char* key) { return HasKey(value, key) && IsNonEmptyString(value[key]); }
 
 bool HasNumber(const json& value, const char* key) { return HasKey(value, key) && value[key].is_number(); }
 
 bool HasObject(const json& value, const char* key) { return HasKey(value, key) && value[key].is_object(); }
+
+bool HasArray(const json& value, const char* key) { return HasKey(value, key) && value[key].is_array(); }
 
 bool HasTextOrNothing(const json& value, const char* key) { return !HasKey(value, key) || HasText(value, key); }
 

@@ -23,6 +23,12 @@ public:
     static int32_t GetPlayingFilename(std::string& filename);
 
     static bool IsActive(int32_t state) { return state == 1 || state == 2; }
+
+    /// Whether a file that the service names lies in the folder: "Job 1" is not in the way of "Job 10". The service may
+    /// put something before the path.
+    static bool IsWithin(const std::string& filename, const std::string& folder) {
+        return filename.find(folder + "/") != std::string::npos;
+    }
 };
 
 } // namespace Videod

@@ -39,6 +39,7 @@ TEST(JobPaths, ThoseBehindTheMediaFolderAreRelativeToIt) {
     EXPECT_EQ(job.GetPathRelativeToMediaFolder("/card/South/a.mp4"), "/card/South/a.mp4");
     EXPECT_EQ(log.TakeErrors(), Lines{"Job::GetPathRelativeToMediaFolder - File path /card/South/a.mp4 is not under "
                                       "mediaFolderPath /card/North road/media"});
+    EXPECT_EQ(job.GetPathRelativeToMediaFolder("/card/North road/media2/x.jpg"), "/card/North road/media2/x.jpg");
     EXPECT_THROW(job.GetPathRelativeToMediaFolder("/card/North road/media"), std::out_of_range);
 }
 

@@ -8,7 +8,10 @@
 
 namespace Buslink {
 
-/// A connection to the user bus that an event loop serves.
+/// A connection to the user bus that an event loop serves. Without it the service would be deaf and not know: its loss
+/// is logged as an error, and ends the loop with a negative errno.
+///
+/// Threads: all on the loop's.
 class DbusConnector {
 public:
     explicit DbusConnector(sd_event* event) : _event(event) {}
@@ -22,8 +25,13 @@ public:
 protected:
     ~DbusConnector() { Disconnect(); }
     sd_bus* Bus() const { return _bus.get(); }
+    /// Whom the connection serves, for the log.
+    void NamePeer(const std::string& peer) { _peer = peer; }
 
 private:
+    static int _OnLost(sd_bus_message* message, void* userData, sd_bus_error*);
+
+    std::string _peer;
     sd_event* const _event;
     Connection _bus;
 };

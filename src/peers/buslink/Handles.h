@@ -46,7 +46,7 @@ public:
     std::string Text(int result) const;
 
 private:
-    sd_bus_error _error = SD_BUS_ERROR_NULL;
+    sd_bus_error _error{nullptr, nullptr, 0};
 };
 
 } // namespace Buslink

@@ -11,8 +11,28 @@
 
 namespace Buslink {
 
+/// The bus drops the connection that sends a message above its limit, which is 32 MiB. So much may the values of one
+/// message take; the rest is for its header.
+inline constexpr size_t largestMessage = size_t{31} * 1024 * 1024;
+
+/// What may still be put into a message. The values of a message that several calls fill, such as the properties of a
+/// device, share one.
+class Room {
+public:
+    /// False, and nothing is taken, when there is not that much left.
+    bool Take(size_t bytes) {
+        if (bytes > _left)
+            return false;
+        _left -= bytes;
+        return true;
+    }
+
+private:
+    size_t _left = largestMessage;
+};
+
 /// How a C++ type travels: its signature, and reading from and appending to a message. Reading and appending return
-/// what sd-bus returns. A tuple is a structure.
+/// what sd-bus returns; appending -EMSGSIZE for what there is no room for. A tuple is a structure.
 template <typename T>
 struct Wire;
 
@@ -20,7 +40,9 @@ template <typename T, char code>
 struct BasicWire {
     static constexpr std::string Signature() { return {code}; }
     static int Read(sd_bus_message* message, T& value) { return sd_bus_message_read_basic(message, code, &value); }
-    static int Append(sd_bus_message* message, T value) { return sd_bus_message_append_basic(message, code, &value); }
+    static int Append(sd_bus_message* message, T value, Room& room) {
+        return room.Take(sizeof value) ? sd_bus_message_append_basic(message, code, &value) : -EMSGSIZE;
+    }
 };
 
 template <>
@@ -47,13 +69,13 @@ struct Wire<bool> {
         value = number != 0;
         return result;
     }
-    static int Append(sd_bus_message* message, bool value) {
+    static int Append(sd_bus_message* message, bool value, Room& room) {
         const int number = value;
-        return sd_bus_message_append_basic(message, 'b', &number);
+        return room.Take(sizeof number) ? sd_bus_message_append_basic(message, 'b', &number) : -EMSGSIZE;
     }
 };
 
-/// Bytes that are no UTF-8 go out as U+FFFD.
+/// Bytes that are no UTF-8 go out as U+FFFD, which takes three bytes. A text brings its length and a final zero.
 template <>
 struct Wire<std::string> {
     static constexpr std::string Signature() { return "s"; }
@@ -63,8 +85,10 @@ struct Wire<std::string> {
         value = result > 0 ? text : "";
         return result;
     }
-    static int Append(sd_bus_message* message, const std::string& value) {
-        return sd_bus_message_append_basic(message, 's', ValidUtf8(value).c_str());
+    static int Append(sd_bus_message* message, const std::string& value, Room& room) {
+        constexpr size_t overhead = 8;
+        const std::string text = ValidUtf8(value);
+        return room.Take(text.size() + overhead) ? sd_bus_message_append_basic(message, 's', text.c_str()) : -EMSGSIZE;
     }
 };
 
@@ -78,10 +102,10 @@ struct Wire<std::vector<std::string>> {
             value.push_back(text);
         return result < 0 ? result : sd_bus_message_exit_container(message);
     }
-    static int Append(sd_bus_message* message, const std::vector<std::string>& value) {
+    static int Append(sd_bus_message* message, const std::vector<std::string>& value, Room& room) {
         int result = sd_bus_message_open_container(message, 'a', "s");
         for (const std::string& text : value)
-            result = result < 0 ? result : Wire<std::string>::Append(message, text);
+            result = result < 0 ? result : Wire<std::string>::Append(message, text, room);
         return result < 0 ? result : sd_bus_message_close_container(message);
     }
 };
@@ -95,10 +119,17 @@ int ReadAll([[maybe_unused]] sd_bus_message* message, Types&... values) {
 }
 
 template <typename... Types>
-int AppendAll([[maybe_unused]] sd_bus_message* message, const Types&... values) {
+int AppendWithin([[maybe_unused]] Room& room, [[maybe_unused]] sd_bus_message* message, const Types&... values) {
     int result = 0;
-    ((result = result < 0 ? result : Wire<Types>::Append(message, values)), ...);
+    ((result = result < 0 ? result : Wire<Types>::Append(message, values, room)), ...);
     return result;
+}
+
+/// The values are all that the message holds.
+template <typename... Types>
+int AppendAll(sd_bus_message* message, const Types&... values) {
+    Room room;
+    return AppendWithin(room, message, values...);
 }
 
 template <typename... Types>
@@ -116,10 +147,11 @@ struct Wire<std::tuple<Types...>> {
             result = std::apply([message](Types&... members) { return ReadAll(message, members...); }, value);
         return result < 0 ? result : sd_bus_message_exit_container(message);
     }
-    static int Append(sd_bus_message* message, const std::tuple<Types...>& value) {
+    static int Append(sd_bus_message* message, const std::tuple<Types...>& value, Room& room) {
         int result = sd_bus_message_open_container(message, 'r', Contents().c_str());
         if (result >= 0)
-            result = std::apply([message](const Types&... members) { return AppendAll(message, members...); }, value);
+            result = std::apply(
+                [message, &room](const Types&... members) { return AppendWithin(room, message, members...); }, value);
         return result < 0 ? result : sd_bus_message_close_container(message);
     }
 };
