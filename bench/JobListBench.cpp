@@ -23,7 +23,7 @@ struct FilledList {
         for (size_t number = 0; number < size; ++number) {
             const auto job = std::make_shared<JobsManagerD::Job>();
             job->ChangeSummary([number](auto& summary) { summary.id = IdOf(number); });
-            list.Append(job);
+            list.Append(job, false);
         }
         for (size_t i = 0; i < findsAtATime; ++i)
             sought.push_back(IdOf(random() % size));
@@ -39,7 +39,7 @@ struct FilledList {
         for (const std::string& id : sought) {
             auto job = list.Find(id);
             list.Remove(id);
-            list.Append(std::move(job));
+            list.Append(std::move(job), false);
         }
     }
 

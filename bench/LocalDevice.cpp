@@ -18,13 +18,19 @@ void Require(bool isSo, const char* message) {
 
 LocalDevice::LocalDevice(const std::string& cardFolder) {
     _device->SetDeviceId("card");
+    _device->SetStoragePath("");
     _device->SetMountPoint(cardFolder);
-    _device->RegisterFileHandlers();
     _device->_deviceStateUpdate.Connect([this](ManagedDevice& device) {
         if (device.GetState() == DEVICE_STATE_IDLE)
             _isDone.release();
     });
     _device->_jobSearchComplete.Connect([this](ManagedDevice&) { _isDone.release(); });
+}
+
+LocalDevice::~LocalDevice() {
+    std::binary_semaphore isGone{0};
+    _device->Cancel([&isGone] { isGone.release(); });
+    isGone.acquire();
 }
 
 void LocalDevice::Index(size_t jobs) {
@@ -49,11 +55,15 @@ void LocalDevice::DeleteAllJobs() {
 
 size_t LocalDevice::_Jobs() const { return json::parse(_device->GetJobListStatsJSONstring())["nRuvoJobs"]; }
 
-void LocalDevice::SearchInVain() {
-    Require(_device->SearchJobs(R"("zebra crossing")", {}, 0) == JOBS_RTN_SUCCEEDED, "the search is refused");
+size_t LocalDevice::_Search(const char* field) {
+    Require(_device->SearchJobs(field, {}, 0) == JOBS_RTN_SUCCEEDED, "the search is refused");
     _isDone.acquire();
-    Require(json::parse(_device->GetSearchStatsJSONstring())["nMatches"] == 0, "a hit");
+    return json::parse(_device->GetSearchStatsJSONstring())["nMatches"];
 }
+
+void LocalDevice::SearchInVain() { Require(_Search(R"("zebra crossing")") == 0, "a hit"); }
+
+void LocalDevice::SearchForAll() { Require(_Search(R"("run ")") == _Jobs(), "not all jobs are hits"); }
 
 std::string LocalDevice::FirstPage() const {
     std::string text;

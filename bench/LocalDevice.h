@@ -12,12 +12,14 @@ public:
     explicit LocalDevice(const std::string& cardFolder);
     LocalDevice(const LocalDevice&) = delete;
     LocalDevice& operator=(const LocalDevice&) = delete;
-    ~LocalDevice() { _device->Cancel(); }
+    ~LocalDevice();
 
     /// Finds the jobs of the card, and waits for the end. Throws std::runtime_error unless there are that many.
     void Index(size_t jobs);
     /// Searches all jobs for what none of them holds, and waits for the end. Throws std::runtime_error for a hit.
     void SearchInVain();
+    /// Searches all jobs for what each of them holds. Throws std::runtime_error unless all are hits.
+    void SearchForAll();
     /// On the worker thread, waiting for the end. Throw std::runtime_error when a job could not be copied or deleted.
     void CopyAllJobsTo(LocalDevice& destination);
     void DeleteAllJobs();
@@ -28,6 +30,8 @@ public:
 
 private:
     size_t _Jobs() const;
+    /// Gives the number of hits.
+    size_t _Search(const char* field);
 
     const std::shared_ptr<JobsManagerD::ManagedDevice> _device = std::make_shared<JobsManagerD::ManagedDevice>();
     std::binary_semaphore _isDone{0};

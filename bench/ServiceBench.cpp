@@ -2,7 +2,7 @@
 #include "bench/RatioTable.h"
 #include "bench/ServiceWithJob.h"
 #include "fsutil/SafeFileWrite.h"
-#include "jobfiles/JobFileHandlerJSON.h"
+#include "jobfiles/JobFiles.h"
 #include "jobs/Job.h"
 
 namespace Bench {
@@ -31,7 +31,7 @@ class PiecesOfSetJobName {
 public:
     explicit PiecesOfSetJobName(const ServiceWithJob& load)
         : _load(load), _contents(Peers::Instance().Folder().Read(load.JobFile())) {
-        if (_handler.ParseJobFile(_job) != JobsManagerD::JOBFILE_OP_SUCCEEDED)
+        if (_files.Load(_job) != JobsManagerD::JOBS_RTN_SUCCEEDED)
             throw std::runtime_error("the copy of the job file cannot be read");
     }
 
@@ -47,8 +47,8 @@ public:
         });
         _call.Measure([&] { _Set(_load.Bare(), name); });
         _floor.Add(_bareSave.Last() + _announcements.Last() + _call.Last());
-        _safeWrite.Measure([&] { JobsManagerD::SafeFileWrite(_job.JobFilePath(), _contents); });
-        _update.Measure([&] { _handler.UpdateJobFile(_job); });
+        _safeWrite.Measure([&] { JobsManagerD::SafeFileWrite(_job.JobFilePath(), _contents, _isTorn); });
+        _update.Measure([&] { _files.Save(_job); });
     }
 
     void Tell(benchmark::State& state) const {
@@ -75,7 +75,8 @@ private:
     const ServiceWithJob& _load;
     const std::string _contents;
     const std::string _bareFile = Peers::Instance().Folder().Write("bare.json", _contents);
-    const JobsManagerD::JobFileHandlerJSON _handler;
+    const JobsManagerD::JobFiles _files;
+    bool _isTorn = false;
     JobsManagerD::Job _job{Peers::Instance().Folder().Write("copy/job.json", _contents)};
     int _number = 10'000'000;
     Samples _service, _bareSave, _announcements, _call, _floor, _safeWrite, _update;

@@ -3,21 +3,21 @@
 #include "daemon/JobsManagerDaemon.h"
 #include "device/ManagedDevice.h"
 #include "peers/buslink/Vtable.h"
-#include "peers/buslink/Wire.h"
+
+#include <vector>
 
 namespace JobsManagerD {
 namespace {
 
-/// A getter of one property: `read` gives its value. Runs under the bus lock, on whatever thread emits.
+/// A getter of one property: `read` gives its value.
 template <auto read>
-int Get(sd_bus*, const char* path, const char*, const char*, sd_bus_message* reply, void* userData,
+int Get(sd_bus*, const char* path, const char*, const char* property, sd_bus_message* reply, void* userData,
         sd_bus_error* error) {
-    // The user data was given as the server that the daemon is.
-    const auto& daemon = *static_cast<JobsManagerDaemon*>(userData);
+    auto& daemon = *static_cast<JobsManagerDaemon*>(userData);
     const JobsManagerDaemon::Device device = daemon.FindDeviceByObjectPath(path);
     if (!device)
         return sd_bus_error_set(error, SD_BUS_ERROR_FAILED, "Device not found");
-    return Buslink::AppendAll(reply, read(*device));
+    return daemon.AnswerProperty(reply, property, error, [&device] { return read(*device); });
 }
 
 std::string DeviceState(const ManagedDevice& device) { return device.GetStateString(); }
@@ -27,11 +27,10 @@ bool JobListStatus(const ManagedDevice&) { return true; }
 std::string JobListStats(const ManagedDevice& device) { return device.GetJobListStatsJSONstring(); }
 std::string SearchStats(const ManagedDevice& device) { return device.GetSearchStatsJSONstring(); }
 
-} // namespace
-
-void BuildDeviceVtable(std::vector<sd_bus_vtable>& table) {
+std::vector<sd_bus_vtable> BuildTable() {
     using namespace buslink_utils::vtable;
     constexpr uint64_t flags = SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE;
+    std::vector<sd_bus_vtable> table;
     AddStart(table);
     AddPropertyReadOnly(table, "DeviceState", "s", Get<DeviceState>, flags);
     AddPropertyReadOnly(table, "CurrentJobID", "s", Get<CurrentJobID>, flags);
@@ -39,6 +38,15 @@ void BuildDeviceVtable(std::vector<sd_bus_vtable>& table) {
     AddPropertyReadOnly(table, "JobListStats", "s", Get<JobListStats>, flags);
     AddPropertyReadOnly(table, "SearchStats", "s", Get<SearchStats>, flags);
     AddEnd(table);
+    return table;
+}
+
+} // namespace
+
+const sd_bus_vtable* DeviceVtable() {
+    // Never freed: the bus reads it as long as there is an object.
+    static const auto& table = *new std::vector<sd_bus_vtable>(BuildTable());
+    return table.data();
 }
 
 } // namespace JobsManagerD

@@ -1,6 +1,8 @@
 #include "daemon/DeviceInterface.h"
 #include "daemon/JobsManagerDaemon.h"
+#include "daemon/ServiceManager.h"
 #include "device/ManagedDevice.h"
+#include "fsutil/GuardedFs.h"
 #include "fsutil/Paths.h"
 
 #include <algorithm>
@@ -12,11 +14,10 @@ using Storaged::StorageDaemonDbusHandler;
 namespace JobsManagerD {
 namespace {
 
-template <typename Devices>
-JobsManagerDaemon::Device FindBy(const Devices& devices, const std::string& (ManagedDevice::*getKey)() const,
-                                 const std::string& key) {
-    const auto found = std::ranges::find_if(devices, [&](const auto& device) { return ((*device).*getKey)() == key; });
-    return found == devices.end() ? nullptr : *found;
+/// The first record whose device has the key; the end when none has.
+template <typename Records>
+auto FindBy(Records& records, const std::string& (ManagedDevice::*getKey)() const, const std::string& key) {
+    return std::ranges::find_if(records, [&](const auto& record) { return ((*record.device).*getKey)() == key; });
 }
 
 /// A property of a type that the service does not expect throws std::bad_any_cast, which ends the process.
@@ -28,50 +29,54 @@ T Value(const PropertyMap& properties, const char* name) {
 } // namespace
 
 JobsManagerDaemon::Device JobsManagerDaemon::FindDevice(const std::string& deviceID) const {
-    return FindBy(devices, &ManagedDevice::GetDeviceId, deviceID);
+    const auto found = FindBy(devices, &ManagedDevice::GetDeviceId, deviceID);
+    return found == devices.end() || found->isLeaving ? nullptr : found->device;
 }
 
 JobsManagerDaemon::Device JobsManagerDaemon::FindDeviceByStoragePath(const std::string& storagePath) const {
-    return FindBy(devices, &ManagedDevice::GetStoragePath, storagePath);
+    const auto found = FindBy(devices, &ManagedDevice::GetStoragePath, storagePath);
+    return found == devices.end() ? nullptr : found->device;
+}
+
+JobsManagerDaemon::RegisteredDevice* JobsManagerDaemon::_FindRegistered(const std::string& storagePath) {
+    const auto found = FindBy(devices, &ManagedDevice::GetStoragePath, storagePath);
+    return found == devices.end() ? nullptr : &*found;
 }
 
 JobsManagerDaemon::Device JobsManagerDaemon::FindDeviceByObjectPath(const std::string& objectPath) const {
-    return FindBy(devices, &ManagedDevice::GetDbusPath, objectPath);
+    const auto found = FindBy(devices, &ManagedDevice::GetDbusPath, objectPath);
+    return found == devices.end() ? nullptr : found->device;
 }
 
 int32_t JobsManagerDaemon::_ReadStorageProperties(ManagedDevice& device) const {
-    constexpr const char* message = "%s Failed to read StorageDevice Property '%s', exit";
-    constexpr const char* method = "RegisterManagedDeviceDbusObject";
+    const auto failed = [](const char* property) {
+        syslog(LOG_ERR, "%s Failed to read StorageDevice Property '%s', exit", "RegisterManagedDeviceDbusObject",
+               property);
+        return -1;
+    };
     const std::string& path = device.GetStoragePath();
     std::string mountPoint;
-    if (StorageDaemonDbusHandler::GetMountPoint(path, mountPoint) < 0) {
-        syslog(LOG_ERR, message, method, "MountPoint");
-        return -1;
-    }
+    if (StorageDaemonDbusHandler::GetMountPoint(path, mountPoint) < 0 || mountPoint.empty())
+        return failed("MountPoint");
     device.SetMountPoint(mountPoint);
     std::string id;
-    if (StorageDaemonDbusHandler::GetId(path, id) < 0) {
-        syslog(LOG_ERR, message, method, "Id");
-        return -1;
-    }
+    if (StorageDaemonDbusHandler::GetId(path, id) < 0)
+        return failed("Id");
     device.SetDbusPath(std::string(managerPath) + "/" + id);
     device.SetDeviceId(id);
     bool readOnly = false;
-    if (StorageDaemonDbusHandler::GetReadOnly(path, readOnly) < 0) {
-        syslog(LOG_ERR, message, method, "ReadOnly");
-        return -1;
-    }
+    if (StorageDaemonDbusHandler::GetReadOnly(path, readOnly) < 0)
+        return failed("ReadOnly");
     device.SetReadOnly(readOnly);
     return 0;
 }
 
-int32_t JobsManagerDaemon::_PutOnBus(ManagedDevice& device) {
-    BuildDeviceVtable(device.GetDbusVtable());
+int32_t JobsManagerDaemon::_PutOnBus(const ManagedDevice& device, Buslink::Slot& slot) {
     syslog(LOG_INFO, "%s Creating d-bus object for device: %s.", "RegisterManagedDeviceDbusObject",
            device.GetDbusPath().c_str());
-    const int result = WithBus([this, &device](sd_bus* connection) {
-        return sd_bus_add_object_vtable(connection, Buslink::Out(device.GetDbusSlot()), device.GetDbusPath().c_str(),
-                                        deviceInterface, device.GetDbusVtable().data(), this);
+    const int result = WithBus([&](sd_bus* connection) {
+        return sd_bus_add_object_vtable(connection, Buslink::Out(slot), device.GetDbusPath().c_str(), deviceInterface,
+                                        DeviceVtable(), this);
     });
     if (result >= 0)
         return result;
@@ -82,14 +87,14 @@ int32_t JobsManagerDaemon::_PutOnBus(ManagedDevice& device) {
 int32_t JobsManagerDaemon::RegisterManagedDeviceDbusObject(const std::string& storageObjectPath) {
     const auto device = std::make_shared<ManagedDevice>();
     device->SetStoragePath(storageObjectPath);
+    Buslink::Slot slot;
     int32_t result = _ReadStorageProperties(*device);
     if (result >= 0)
-        result = _PutOnBus(*device);
+        result = _PutOnBus(*device, slot);
     if (result < 0)
         return result;
-    device->RegisterFileHandlers();
-    result = WithBus([this, &device](sd_bus* connection) {
-        devices.push_back(device);
+    result = WithBus([&](sd_bus* connection) {
+        devices.push_back({device, std::move(slot)});
         return sd_bus_emit_object_added(connection, device->GetDbusPath().c_str());
     });
     if (result < 0) {
@@ -102,29 +107,53 @@ int32_t JobsManagerDaemon::RegisterManagedDeviceDbusObject(const std::string& st
 }
 
 int32_t JobsManagerDaemon::DeviceRemoved(const std::string& storageObjectPath) {
-    const Device device = FindDeviceByStoragePath(storageObjectPath);
-    if (!device) {
+    RegisteredDevice* const registered = _FindRegistered(storageObjectPath);
+    if (registered && registered->isExpected) {
+        // The card that came back has gone again before it was registered.
+        registered->isExpected = false;
+        return 0;
+    }
+    if (!registered || registered->isLeaving) {
         syslog(LOG_ERR,
                "JobsManagerDaemon::DeviceRemoved - no corresponding Managed Device for removed storage device %s",
                storageObjectPath.c_str());
         return 0;
     }
+    // When nothing runs, the record is gone before Cancel returns.
+    const Device device = registered->device;
     if (device->HasCurrentJob()) {
         device->CloseJob(device->GetCurrentJobID());
         currentJobDevice = nullptr;
     }
-    const std::string deviceID = device->GetDeviceId();
-    device->Cancel();
+    registered->isLeaving = true;
+    device->Cancel(OnLoop([this, storageObjectPath] { _FinishRemoval(storageObjectPath); }));
+    return 0;
+}
+
+/// The part of a removal that waits for the device's threads.
+void JobsManagerDaemon::_FinishRemoval(const std::string& storageObjectPath) {
+    const auto leaving = FindBy(devices, &ManagedDevice::GetStoragePath, storageObjectPath);
+    const Device device = leaving->device;
+    const bool isExpected = leaving->isExpected;
     syslog(LOG_INFO, "%s - Removing %s", "DeviceRemoved", device->GetDbusPath().c_str());
-    WithBus([this, &device](sd_bus* connection) {
-        device->GetDbusSlot().reset();
+    WithBus([&](sd_bus* connection) {
+        // The signal lists the interfaces that the object still has, from which clients know that the device goes.
         const int result = sd_bus_emit_object_removed(connection, device->GetDbusPath().c_str());
-        std::erase(devices, device);
+        devices.erase(leaving);
         return result;
     });
-    if (deviceID == targetDeviceID)
+    if (device->GetDeviceId() == targetDeviceID)
         SelectTargetDevice();
-    return 0;
+    TellDevices();
+    if (isExpected)
+        _AddMountedDevice(storageObjectPath);
+}
+
+void JobsManagerDaemon::TellDevices() const {
+    std::vector<std::string> ids;
+    for (const RegisteredDevice& registered : devices)
+        ids.push_back(registered.device->GetDeviceId());
+    ServiceManager::TellDevices(ids);
 }
 
 void JobsManagerDaemon::_StorageRemoved(const std::string& storageObjectPath) {
@@ -160,13 +189,20 @@ void JobsManagerDaemon::_StorageMounted(const std::string& storageObjectPath, co
     if (!properties.contains("MountPoint"))
         return;
     syslog(LOG_INFO, "MountPoint: %s.", Value<std::string>(properties, "MountPoint").c_str());
-    if (FindDeviceByStoragePath(storageObjectPath))
-        return;
+    RegisteredDevice* const registered = _FindRegistered(storageObjectPath);
+    if (!registered)
+        _AddMountedDevice(storageObjectPath);
+    else if (registered->isLeaving)
+        registered->isExpected = true;
+}
+
+void JobsManagerDaemon::_AddMountedDevice(const std::string& storageObjectPath) {
     if (RegisterManagedDeviceDbusObject(storageObjectPath) < 0) {
         syslog(LOG_ERR, "JobsManagerDaemon::StoragePropertiesChanged - RegisterManagedDeviceDbusObject() failed on %s.",
                storageObjectPath.c_str());
         return;
     }
+    TellDevices();
     if (targetDeviceID.empty())
         SelectTargetDevice();
     if (const Device device = FindDeviceByStoragePath(storageObjectPath))
@@ -217,9 +253,13 @@ void JobsManagerDaemon::JobFileSynced(const std::string& path) {
     _IndexSyncedFolder(path, "JobFileSynced", "destination");
 }
 
+/// The sync service names a job's folder, or its file.
 void JobsManagerDaemon::_IndexSyncedFolder(const std::string& path, const char* slot, const char* destination) const {
-    if (const Device device = _DeviceHolding(path, slot, destination))
-        device->IndexDirectory(path, true);
+    const Device device = _DeviceHolding(path, slot, destination);
+    if (!device)
+        return;
+    bool error = false;
+    device->IndexDirectory(TryFsIsRegularFile(path, error) ? DirectoryPart(path) : path, true);
 }
 
 /// The device on which a path that the sync service names lies; null, after a log line, when there is none.
@@ -238,6 +278,11 @@ JobsManagerDaemon::Device JobsManagerDaemon::_DeviceHolding(const std::string& p
         syslog(LOG_ERR, "%s Managed device %s holding %s path %s not found", slot, deviceID.c_str(), destination,
                path.c_str());
     return device;
+}
+
+/// A device may close its current job by itself: one of the earlier generation before a conversion.
+JobsManagerDaemon::Device JobsManagerDaemon::CurrentJobDevice() const {
+    return currentJobDevice && currentJobDevice->HasCurrentJob() ? currentJobDevice : nullptr;
 }
 
 } // namespace JobsManagerD

@@ -1,4 +1,5 @@
 #include "daemon/Handlers.h"
+#include "daemon/MethodCall.h"
 
 #include <optional>
 #include <utility>
@@ -95,11 +96,11 @@ int32_t CopyJob(JobsManagerDaemon& daemon, const Text& src, const Text& dst, con
     });
 }
 
-int32_t CancelCMD(JobsManagerDaemon& daemon, const Text& dev) {
-    return OnDevice(daemon, dev, [](ManagedDevice& device) {
-        device.CancelCMD();
-        return JOBS_RTN_SUCCEEDED;
-    });
+void CancelCMD(JobsManagerDaemon& daemon, Later<int32_t> answer, const Text& dev) {
+    if (const JobsManagerDaemon::Device device = DeviceOf(daemon, dev))
+        device->CancelCMD(daemon.OnLoop([answer] { answer(JOBS_RTN_SUCCEEDED); }));
+    else
+        answer(JOBS_RTN_DEVICE_NOT_FOUND);
 }
 
 } // namespace Handlers

@@ -1,7 +1,8 @@
 #include "daemon/JobsManagerDaemon.h"
 
+#include "codes/LogLine.h"
+#include "daemon/BusGate.h"
 #include "daemon/ManagerInterface.h"
-#include "daemon/SignalRoad.h"
 #include "device/ManagedDevice.h"
 #include "peers/PositionSource.h"
 
@@ -11,10 +12,10 @@
 namespace JobsManagerD {
 namespace {
 
-/// Logs a failed step of the start. The message takes the step's place in the log, and its result where it has one.
-int32_t Checked(int32_t result, const char* message) {
+/// Logs a failed step of the start. The line takes the step's place in the log, and its result where it has one.
+int32_t Checked(int32_t result, LogLine<const char*, int32_t> line) {
     if (result < 0)
-        syslog(LOG_ERR, message, "Init", result);
+        line.Write(LOG_ERR, "Init", result);
     return result;
 }
 
@@ -22,14 +23,12 @@ int32_t Checked(int32_t result, const char* message) {
 
 JobsManagerDaemon::JobsManagerDaemon(sd_event* event)
     : DbusServer(managerInterface, managerPath, managerInterface, false, false, event),
-      signalRoad(std::make_shared<SignalRoad>(*this)), storage(event), settings(event), sync(event) {}
+      busGate(std::make_shared<BusGate>(*this)), storage(event), settings(event), sync(event) {}
 
 JobsManagerDaemon::~JobsManagerDaemon() {
-    signalRoad->Close();
-    // The task of a device may be the last to let go of it, on a thread that must not touch the connection.
+    busGate->Close();
     WithBus([this](sd_bus*) {
-        for (const Device& device : devices)
-            device->GetDbusSlot().reset();
+        devices.clear();
         return 0;
     });
 }

@@ -13,7 +13,7 @@
 namespace JobsManagerD {
 
 class ManagedDevice;
-class SignalRoad;
+class BusGate;
 
 /// Bus name of the service, and name of the interface of its one object with methods.
 constexpr const char* managerInterface = "com.corvane.common.JobsManagerDaemon1";
@@ -25,7 +25,7 @@ constexpr const char* deviceInterface = "com.corvane.common.JobsManagerDaemon1.D
 ///
 /// Threads: everything runs on the main thread but the emissions, which run on the thread that raised a device's
 /// signal. The registry is changed under the bus lock, since property getters walk it on any emitting thread; the main
-/// thread, its only writer, reads it without.
+/// thread, its only writer, reads it without. The main thread waits for no thread of a device.
 class JobsManagerDaemon : public Buslink::DbusServer {
 public:
     using Device = std::shared_ptr<ManagedDevice>;
@@ -41,12 +41,19 @@ public:
 
     /// Non-negative on success, -1 when a storage property cannot be read, -2 when a bus step fails.
     int32_t RegisterManagedDeviceDbusObject(const std::string& storageObjectPath);
+    /// Closes the device's current job and cancels its threads. The device leaves the registry and the bus when they
+    /// have ended, at once when none runs. Meanwhile nothing new reaches it: it is not to be found by its ID, and a
+    /// mount of the same storage object waits until it has left. Always 0.
     int32_t DeviceRemoved(const std::string& storageObjectPath);
     void StoragePropertiesChanged(const std::string& storageObjectPath, buslink_utils::PropertyMap& properties);
     void SyncDestinationSynced(const std::string& path);
     void JobFileSynced(const std::string& path);
 
-    // Null when there is none.
+    /// Tells the service manager which devices there are; once it is told that the service is ready, the registry does
+    /// so whenever they change.
+    void TellDevices() const;
+
+    // Null when there is none. The ID of a device that is leaving finds nothing.
     Device FindDevice(const std::string& deviceID) const;
     Device FindDeviceByStoragePath(const std::string& storagePath) const;
     Device FindDeviceByObjectPath(const std::string& objectPath) const;
@@ -58,7 +65,7 @@ public:
     void ChangeTargetDevice(const std::string& deviceID);
     void SelectTargetDevice();
     /// At most one job in the whole system is current; null when none is.
-    const Device& CurrentJobDevice() const { return currentJobDevice; }
+    Device CurrentJobDevice() const;
     void SetCurrentJobDevice(const Device& device) { currentJobDevice = device; }
 
     // Settings (Settings.cpp) ----------------------------------------------------------------------------------------
@@ -67,6 +74,17 @@ public:
     void JobContactsSettingsChanged(buslink_utils::TypedPropertyMap& properties);
 
 private:
+    /// A device with what the daemon keeps beside it.
+    struct RegisteredDevice {
+        Device device;
+        /// Its object on the bus; changed under the bus lock.
+        Buslink::Slot slot;
+        /// Its card has gone; its threads are still ending.
+        bool isLeaving = false;
+        /// Its card has come back meanwhile.
+        bool isExpected = false;
+    };
+
     int32_t ConnectSignals();
     int32_t _StartServing();
     int32_t _ListenToPeers();
@@ -75,20 +93,23 @@ private:
     void _StorageRemoved(const std::string& storageObjectPath);
     void _StorageMounted(const std::string& storageObjectPath, const buslink_utils::PropertyMap& properties);
     int32_t _ReadStorageProperties(ManagedDevice& device) const;
-    int32_t _PutOnBus(ManagedDevice& device);
+    int32_t _PutOnBus(const ManagedDevice& device, Buslink::Slot& slot);
+    RegisteredDevice* _FindRegistered(const std::string& storagePath);
+    void _FinishRemoval(const std::string& storageObjectPath);
+    void _AddMountedDevice(const std::string& storageObjectPath);
     void _ConnectDeviceSignals(ManagedDevice& device);
     void _IndexSyncedFolder(const std::string& path, const char* slot, const char* destination) const;
     Device _DeviceHolding(const std::string& path, const char* slot, const char* destination) const;
     std::string _PreferredDevice() const;
     void EmitTargetDeviceChanged();
 
-    std::shared_ptr<SignalRoad> signalRoad;
+    std::shared_ptr<BusGate> busGate;
     Storaged::StorageDaemonDbusHandler storage;
     Settingsd::SettingsDaemonDbusHandler settings;
     SyncD::SyncDaemonDbusHandler sync;
     std::string targetDeviceID;
     Device currentJobDevice;
-    std::vector<Device> devices;
+    std::vector<RegisteredDevice> devices;
 };
 
 } // namespace JobsManagerD

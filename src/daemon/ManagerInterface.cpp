@@ -16,9 +16,11 @@ struct Row {
     sd_bus_property_get_t getter = nullptr;
 };
 
+constexpr RowNotes asTheRuleSays;
+
 /// A method's row. Its signatures are written out, so that the table reads like the wire; a row whose handler has other
 /// types does not compile.
-template <auto handler, RowNotes notes = RowNotes{}>
+template <auto handler, const RowNotes& notes = asTheRuleSays>
 consteval Row Method(const char* name, const char* in, const char* out) {
     using Types = HandlerTypes<decltype(handler)>;
     if (Types::In() != in || Types::Out() != out)
@@ -32,10 +34,10 @@ constexpr Row Property(const char* name, const char* signature, sd_bus_property_
     return {Row::property, name, "", signature, nullptr, getter};
 }
 
-int TargetDeviceID(sd_bus*, const char*, const char*, const char*, sd_bus_message* reply, void* userData,
-                   sd_bus_error*) {
-    const auto& daemon = *static_cast<JobsManagerDaemon*>(static_cast<Buslink::DbusServer*>(userData));
-    return Buslink::AppendAll(reply, daemon.TargetDeviceID());
+int TargetDeviceID(sd_bus*, const char*, const char*, const char* property, sd_bus_message* reply, void* userData,
+                   sd_bus_error* error) {
+    auto& daemon = *static_cast<JobsManagerDaemon*>(static_cast<Buslink::DbusServer*>(userData));
+    return daemon.AnswerProperty(reply, property, error, [&daemon] { return daemon.TargetDeviceID(); });
 }
 
 // In what rows differ from the rule.

@@ -1,6 +1,6 @@
+#include "daemon/BusGate.h"
 #include "daemon/JobsManagerDaemon.h"
 #include "daemon/Settings.h"
-#include "daemon/SignalRoad.h"
 #include "device/ManagedDevice.h"
 #include "peers/buslink/Wire.h"
 
@@ -13,7 +13,7 @@ namespace {
 /// Runs on the thread that raised the signal; a failed emission is logged and dropped.
 class DeviceSignals {
 public:
-    DeviceSignals(SignalRoad& road, ManagedDevice& device) : _road(road), _device(device) {}
+    DeviceSignals(BusGate& gate, ManagedDevice& device) : _gate(gate), _device(device) {}
 
     void DeviceStateUpdate() const;
     void JobListStatsChanged(bool finished) const;
@@ -33,13 +33,13 @@ private:
     int _EmitChanges(Names... properties) const;
     void _EmitChange(const char* signal, const char* property) const;
 
-    SignalRoad& _road;
+    BusGate& _gate;
     ManagedDevice& _device;
 };
 
 template <typename... Arguments>
 int DeviceSignals::Emit(const char* name, const Arguments&... arguments) const {
-    return _road.WithBus([&](sd_bus* connection) {
+    return _gate.WithBus([&](sd_bus* connection) {
         Buslink::Message message;
         int result = sd_bus_message_new_signal(connection, Buslink::Out(message), Path(), managerInterface, name);
         if (result >= 0)
@@ -50,7 +50,7 @@ int DeviceSignals::Emit(const char* name, const Arguments&... arguments) const {
 
 template <typename... Names>
 int DeviceSignals::_EmitChanges(Names... properties) const {
-    return _road.WithBus([&](sd_bus* connection) {
+    return _gate.WithBus([&](sd_bus* connection) {
         return sd_bus_emit_properties_changed(connection, Path(), deviceInterface, properties..., nullptr);
     });
 }
@@ -135,56 +135,56 @@ constexpr TransferNames copyNames{{"JobListCopyProgress", "COPY_PROGRESS"},
                                   {"JobListCopyError", "COPY_ERROR"},
                                   "nCopied"};
 
-using Road = std::shared_ptr<SignalRoad>;
+using Gate = std::shared_ptr<BusGate>;
 
-void ConnectDelete(const Road& road, ManagedDevice& device) {
+void ConnectDelete(const Gate& gate, ManagedDevice& device) {
     device._jobListDeleteProgress.Connect(
-        [road](ManagedDevice& source, int32_t percent, int32_t nDeleted, int32_t nTotal) {
+        [gate](ManagedDevice& source, int32_t percent, int32_t nDeleted, int32_t nTotal) {
             constexpr ListSignal signal{"JobListDeleteProgress", "DELETE_PROGRESS"};
-            const DeviceSignals signals(*road, source);
+            const DeviceSignals signals(*gate, source);
             syslog(LOG_INFO, "JobsManagerDaemon::JobListDeleteProgress - %d percent %d nDeleted %d nTotal", percent,
                    nDeleted, nTotal);
             if (signals.Emit(signal.name, percent, nDeleted, nTotal) < 0)
                 LogFailure(signal, signals.Path());
         });
-    device._jobListDeleteFinish.Connect([road](ManagedDevice& source, bool cancel, int32_t nDeleted, int32_t nTotal) {
+    device._jobListDeleteFinish.Connect([gate](ManagedDevice& source, bool cancel, int32_t nDeleted, int32_t nTotal) {
         constexpr ListSignal signal{"JobListDeleteFinish", "DELETE_FINISH"};
-        const DeviceSignals signals(*road, source);
+        const DeviceSignals signals(*gate, source);
         syslog(LOG_INFO, "JobsManagerDaemon::JobListDeleteFinish - %d cancel %d nDeleted %d nTotal", cancel, nDeleted,
                nTotal);
         if (signals.Emit(signal.name, cancel, nDeleted, nTotal) < 0)
             LogFailure(signal, signals.Path());
     });
-    device._jobListDeleteError.Connect([road](ManagedDevice& source, const std::string& jobID, int32_t rtn) {
+    device._jobListDeleteError.Connect([gate](ManagedDevice& source, const std::string& jobID, int32_t rtn) {
         constexpr ListSignal signal{"JobListDeleteError", "DELETE_ERROR"};
-        const DeviceSignals signals(*road, source);
+        const DeviceSignals signals(*gate, source);
         syslog(LOG_INFO, "JobsManagerDaemon::JobListDeleteError - %s jobID", jobID.c_str());
         if (signals.Emit(signal.name, jobID, rtn) < 0)
             LogErrorFailure(signal, signals.Path(), rtn);
     });
 }
 
-void ConnectTransfer(const Road& road, const TransferNames& names, ManagedDevice::TransferProgress& progress,
+void ConnectTransfer(const Gate& gate, const TransferNames& names, ManagedDevice::TransferProgress& progress,
                      ManagedDevice::TransferFinish& finish, ManagedDevice::TransferError& error) {
-    progress.Connect([road, &names](ManagedDevice& source, const std::string& destination, int32_t percent,
+    progress.Connect([gate, &names](ManagedDevice& source, const std::string& destination, int32_t percent,
                                     int32_t nDone, int32_t nTotal) {
-        const DeviceSignals signals(*road, source);
+        const DeviceSignals signals(*gate, source);
         syslog(LOG_INFO, "JobsManagerDaemon::%s - %s destination, %d percent %d %s %d nTotal", names.progress.name,
                destination.c_str(), percent, nDone, names.counted, nTotal);
         if (signals.Emit(names.progress.name, destination, percent, nDone, nTotal) < 0)
             LogFailure(names.progress, signals.Path());
     });
-    finish.Connect([road, &names](ManagedDevice& source, const std::string& destination, bool cancel, int32_t nDone,
+    finish.Connect([gate, &names](ManagedDevice& source, const std::string& destination, bool cancel, int32_t nDone,
                                   int32_t nTotal) {
-        const DeviceSignals signals(*road, source);
+        const DeviceSignals signals(*gate, source);
         syslog(LOG_INFO, "JobsManagerDaemon::%s - %s destination, %d cancel %d %s %d nTotal", names.finish.name,
                destination.c_str(), cancel, nDone, names.counted, nTotal);
         if (signals.Emit(names.finish.name, destination, cancel, nDone, nTotal) < 0)
             LogFailure(names.finish, signals.Path());
     });
     error.Connect(
-        [road, &names](ManagedDevice& source, const std::string& destination, const std::string& jobID, int32_t rtn) {
-            const DeviceSignals signals(*road, source);
+        [gate, &names](ManagedDevice& source, const std::string& destination, const std::string& jobID, int32_t rtn) {
+            const DeviceSignals signals(*gate, source);
             syslog(LOG_INFO, "JobsManagerDaemon::%s - %s destination, %s jobID", names.error.name, destination.c_str(),
                    jobID.c_str());
             if (signals.Emit(names.error.name, destination, jobID, rtn) < 0)
@@ -194,28 +194,28 @@ void ConnectTransfer(const Road& road, const TransferNames& names, ManagedDevice
 
 /// Joins a device's signal to the method of the same name.
 template <typename... Arguments>
-void Connect(const Road& road, RaisedSignal<ManagedDevice&, Arguments...>& signal,
+void Connect(const Gate& gate, RaisedSignal<ManagedDevice&, Arguments...>& signal,
              void (DeviceSignals::*method)(Arguments...) const) {
-    signal.Connect([road, method](ManagedDevice& source, Arguments... arguments) {
-        (DeviceSignals(*road, source).*method)(arguments...);
+    signal.Connect([gate, method](ManagedDevice& source, Arguments... arguments) {
+        (DeviceSignals(*gate, source).*method)(arguments...);
     });
 }
 
 } // namespace
 
 void JobsManagerDaemon::_ConnectDeviceSignals(ManagedDevice& device) {
-    Connect(signalRoad, device._deviceStateUpdate, &DeviceSignals::DeviceStateUpdate);
-    Connect(signalRoad, device._jobListStatsChanged, &DeviceSignals::JobListStatsChanged);
-    Connect(signalRoad, device._jobChanged, &DeviceSignals::JobChanged);
-    Connect(signalRoad, device._jobCreated, &DeviceSignals::JobCreated);
-    Connect(signalRoad, device._jobOpened, &DeviceSignals::JobOpened);
-    Connect(signalRoad, device._jobClosed, &DeviceSignals::JobClosed);
-    ConnectDelete(signalRoad, device);
-    ConnectTransfer(signalRoad, moveNames, device._jobListMoveProgress, device._jobListMoveFinish,
+    Connect(busGate, device._deviceStateUpdate, &DeviceSignals::DeviceStateUpdate);
+    Connect(busGate, device._jobListStatsChanged, &DeviceSignals::JobListStatsChanged);
+    Connect(busGate, device._jobChanged, &DeviceSignals::JobChanged);
+    Connect(busGate, device._jobCreated, &DeviceSignals::JobCreated);
+    Connect(busGate, device._jobOpened, &DeviceSignals::JobOpened);
+    Connect(busGate, device._jobClosed, &DeviceSignals::JobClosed);
+    ConnectDelete(busGate, device);
+    ConnectTransfer(busGate, moveNames, device._jobListMoveProgress, device._jobListMoveFinish,
                     device._jobListMoveError);
-    ConnectTransfer(signalRoad, copyNames, device._jobListCopyProgress, device._jobListCopyFinish,
+    ConnectTransfer(busGate, copyNames, device._jobListCopyProgress, device._jobListCopyFinish,
                     device._jobListCopyError);
-    Connect(signalRoad, device._jobSearchComplete, &DeviceSignals::JobSearchComplete);
+    Connect(busGate, device._jobSearchComplete, &DeviceSignals::JobSearchComplete);
 }
 
 void JobsManagerDaemon::EmitTargetDeviceChanged() {

@@ -62,12 +62,12 @@ CodeDeviceAndText MakeJobCurrent(JobsManagerDaemon& daemon, const char* method, 
 } // namespace
 
 Text GetCurrentJobID(JobsManagerDaemon& daemon) {
-    const auto& device = daemon.CurrentJobDevice();
+    const JobsManagerDaemon::Device device = daemon.CurrentJobDevice();
     return device ? device->GetCurrentJobID() : Text();
 }
 
 Text GetCurrentJobDeviceID(JobsManagerDaemon& daemon) {
-    const auto& device = daemon.CurrentJobDevice();
+    const JobsManagerDaemon::Device device = daemon.CurrentJobDevice();
     return device ? device->GetDeviceId() : Text();
 }
 

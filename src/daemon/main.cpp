@@ -1,11 +1,11 @@
 #include "daemon/JobsManagerDaemon.h"
+#include "daemon/ServiceManager.h"
 #include "device/RunningTask.h"
 
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
-#include <systemd/sd-daemon.h>
 #include <systemd/sd-event.h>
 
 namespace {
@@ -26,7 +26,9 @@ int32_t Serve(JobsManagerD::JobsManagerDaemon& daemon, sd_event* event) {
         result = daemon.Init();
     if (result < 0)
         return result;
-    sd_notify(0, "READY=1");
+    JobsManagerD::ServiceManager::TellReady();
+    daemon.TellDevices();
+    JobsManagerD::ServiceManager::StartHeartbeat(event);
     std::cout << "Jobs Manager Daemon enter main loop\n" << std::flush;
     return sd_event_loop(event);
 }

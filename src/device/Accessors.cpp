@@ -49,7 +49,7 @@ jobsDaemonRtn_e ManagedDevice::_OpenForUse(OpenedJob& opened) {
         const jobsDaemonRtn_e result = job.IsOpen() ? JOBS_RTN_SUCCEEDED : _OpenJob(opened.job, false);
         if (result != JOBS_RTN_SUCCEEDED)
             return result;
-        opened.use = std::unique_lock(job.DetailsLock());
+        opened.use = std::unique_lock<Locks::Mutex>(job.DetailsLock());
         if (job.IsOpen())
             return JOBS_RTN_SUCCEEDED;
         opened.use.unlock();
@@ -263,9 +263,10 @@ jobsDaemonRtn_e ManagedDevice::RemoveJobContacts(const std::string& jobID) {
 }
 
 jobsDaemonRtn_e ManagedDevice::SetDefaultContactByJSONstring(const nlohmann::json& json, uint32_t contactSource) {
-    const std::shared_ptr<Job> current = _CurrentJob();
+    const std::shared_ptr<Job> current = _jobs.Current();
     if (!current)
         return JOBS_RTN_SUCCEEDED;
+    const Locks::LockGuard use(current->DetailsLock());
     // A list that is full or holds the same contact already is saved as it is.
     const jobRtn_e result = current->SetCompanyContactByJSONstring(json, contactSource);
     if (result == JOB_RTN_INVALID_FIELDS || result == JOB_RTN_ENTRY_NOT_FOUND)

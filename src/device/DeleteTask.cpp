@@ -8,29 +8,10 @@ namespace JobsManagerD {
 
 /// JOBS_RTN_DEVICE_BUSY, with a line, unless the device is idle.
 jobsDaemonRtn_e ManagedDevice::_RefuseWhenBusy(const char* method, const char* movingStates) const {
-    const char* state = nullptr;
-    switch (_state) {
-    case DEVICE_STATE_IDLE:
+    if (_worker.IsFree())
         return JOBS_RTN_SUCCEEDED;
-    case DEVICE_STATE_INDEXING:
-        state = "DEVICE_STATE_INDEXING";
-        break;
-    case DEVICE_STATE_CONVERTING:
-        state = "DEVICE_STATE_CONVERTING";
-        break;
-    case DEVICE_STATE_DELETING:
-        state = "DEVICE_STATE_DELETING";
-        break;
-    case DEVICE_STATE_MOVING_FROM:
-    case DEVICE_STATE_MOVING_TO:
-        state = movingStates;
-        break;
-    case DEVICE_STATE_COPYING_FROM:
-    case DEVICE_STATE_COPYING_TO:
-        state = "DEVICE_STATE_COPYING_[FROM|TO]";
-        break;
-    }
-    syslog(LOG_INFO, "%s - device is already in %s state", method, state);
+    const char* const name = TraitsOf(_worker.State()).busyName;
+    syslog(LOG_INFO, "%s - device is already in %s state", method, name ? name : movingStates);
     return JOBS_RTN_DEVICE_BUSY;
 }
 
@@ -38,14 +19,12 @@ jobsDaemonRtn_e ManagedDevice::_RefuseWhenBusy(const char* method, const char* m
 jobsDaemonRtn_e ManagedDevice::PrepareMultipleJobDeletion() {
     constexpr const char* method = "PrepareMultipleJobDeletion";
     syslog(LOG_INFO, "%s", method);
-    if (_state == DEVICE_STATE_CONVERTING) {
+    if (_worker.State() == DEVICE_STATE_CONVERTING && !_worker.HasSuccessor()) {
         syslog(LOG_INFO, "%s - device is in DEVICE_STATE_CONVERTING state - cancelling", method);
-        _cancel = true;
-    } else if (_RefuseWhenBusy(method, "DEVICE_STATE_MOVING_[FROM|TO]") != JOBS_RTN_SUCCEEDED) {
-        return JOBS_RTN_DEVICE_BUSY;
+        _worker.Cancel();
+        return JOBS_RTN_SUCCEEDED;
     }
-    _JoinThread(_workerThread);
-    return JOBS_RTN_SUCCEEDED;
+    return _RefuseWhenBusy(method, "DEVICE_STATE_MOVING_[FROM|TO]");
 }
 
 jobsDaemonRtn_e ManagedDevice::DeleteJobList(const std::vector<std::string>& jobIDs) {
@@ -67,13 +46,22 @@ jobsDaemonRtn_e ManagedDevice::_StartDeletion(const char* method, GetIds getIds)
     const jobsDaemonRtn_e prepared = PrepareMultipleJobDeletion();
     if (prepared != JOBS_RTN_SUCCEEDED)
         return prepared;
-    std::vector<std::string> jobIDs = getIds();
-    SetState(DEVICE_STATE_DELETING, true);
-    _StartWorker([jobIDs = std::move(jobIDs)](ManagedDevice& device) { device._DeleteJobListTask(jobIDs); });
+    if (_PrepareTask() != JOBS_RTN_SUCCEEDED)
+        return JOBS_RTN_DEVICE_BUSY;
+    // A conversion that has been cancelled ends with a state of its own, after which the deletion begins.
+    const bool isNext = !_worker.IsFree();
+    if (!isNext)
+        SetState(DEVICE_STATE_DELETING, true);
+    _worker.Start([this, isNext, jobIDs = getIds()] {
+        if (isNext)
+            SetState(DEVICE_STATE_DELETING, true);
+        _DeleteJobListTask(jobIDs);
+    });
     return JOBS_RTN_SUCCEEDED;
 }
 
 void ManagedDevice::_DeleteJobListTask(const std::vector<std::string>& jobIDs) {
+    std::vector<Deletion> deletions;
     RunJobListTask(
         {
             .name = "_DeleteJobListTask",
@@ -81,7 +69,20 @@ void ManagedDevice::_DeleteJobListTask(const std::vector<std::string>& jobIDs) {
             .endLine = "Deleting %d jobs took %fs",
             .period = [] { return multiJobDeleteUpdatePeriod.load(); },
             .reportsOnlyChanges = true,
-            .work = [this](const std::string& jobID) { return DeleteJob(jobID, false); },
+            .begin =
+                [this, &deletions](const std::string& jobID) {
+                    Deletion deletion;
+                    const jobsDaemonRtn_e begun = _BeginDelete(jobID, false, deletion);
+                    if (begun == JOBS_RTN_SUCCEEDED)
+                        deletions.push_back(std::move(deletion));
+                    return begun;
+                },
+            .finish =
+                [this, &deletions] {
+                    const std::vector<jobsDaemonRtn_e> codes(deletions.size(), JOBS_RTN_SUCCEEDED);
+                    _FinishDeletions(deletions);
+                    return codes;
+                },
             .tellProgress = [this](int32_t percent, int32_t nDeleted,
                                    int32_t nTotal) { _jobListDeleteProgress.Raise(*this, percent, nDeleted, nTotal); },
             .tellError = [this](const std::string& jobID,
@@ -90,7 +91,7 @@ void ManagedDevice::_DeleteJobListTask(const std::vector<std::string>& jobIDs) {
                                  int32_t nTotal) { _jobListDeleteFinish.Raise(*this, cancelled, nDeleted, nTotal); },
             .goIdle = [this] { SetState(DEVICE_STATE_IDLE, true); },
         },
-        jobIDs, _cancel);
+        jobIDs, _worker.CancelFlag());
 }
 
 } // namespace JobsManagerD

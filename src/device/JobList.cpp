@@ -9,11 +9,11 @@ JobList::Entry JobList::Find(const std::string& jobID) const {
     return found == _byId.end() ? nullptr : found->job;
 }
 
-void JobList::Append(Entry job) {
+void JobList::Append(Entry job, bool countsAsLegacy) {
     // A list that nobody reads must not grow by its holes.
     if (_jobs.size() > 2 * _byId.size())
         _CloseHoles();
-    if (!_byId.insert({job, _nextNumber}).second)
+    if (!_byId.insert({job, _nextNumber, countsAsLegacy}).second)
         return;
     _jobs.push_back(std::move(job));
     _numbers.push_back(_nextNumber++);
@@ -23,10 +23,11 @@ void JobList::Replace(const Entry& present, Entry job) {
     const auto found = _byId.find(present->Id());
     if (found == _byId.end())
         return;
-    const uint32_t number = found->number;
+    Known known = *found;
     _byId.erase(found);
-    _EntryOf(number) = job;
-    _byId.insert({std::move(job), number});
+    _EntryOf(known.number) = job;
+    known.job = std::move(job);
+    _byId.insert(std::move(known));
 }
 
 bool JobList::Remove(const std::string& jobID) {
@@ -36,6 +37,16 @@ bool JobList::Remove(const std::string& jobID) {
     _EntryOf(found->number) = nullptr;
     _byId.erase(found);
     return true;
+}
+
+bool JobList::IsCountedAsLegacy(const std::string& jobID) const {
+    const auto found = _byId.find(jobID);
+    return found != _byId.end() && found->countsAsLegacy;
+}
+
+void JobList::CountAsLegacy(const std::string& jobID, bool countsAsLegacy) {
+    if (const auto found = _byId.find(jobID); found != _byId.end())
+        found->countsAsLegacy = countsAsLegacy;
 }
 
 void JobList::Clear() {

@@ -18,11 +18,14 @@ public:
 
     /// The first job with that ID, or null.
     Entry Find(const std::string& jobID) const;
-    void Append(Entry job);
+    void Append(Entry job, bool countsAsLegacy);
     /// Puts a job of the same ID in the place of one in the list.
     void Replace(const Entry& present, Entry job);
     /// False when there is none.
     bool Remove(const std::string& jobID);
+    /// Whether the job is counted among those of the earlier generation. False for a job that is not there.
+    bool IsCountedAsLegacy(const std::string& jobID) const;
+    void CountAsLegacy(const std::string& jobID, bool countsAsLegacy);
     void Clear();
 
     size_t Size() const { return _byId.size(); }
@@ -33,6 +36,7 @@ private:
     struct Known {
         Entry job;
         uint32_t number;
+        mutable bool countsAsLegacy = false;
     };
     struct HashOfId {
         using is_transparent = void;

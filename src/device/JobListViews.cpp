@@ -1,11 +1,9 @@
 #include "device/AccessorNames.h"
-#include "device/JobOrder.h"
-#include "device/SearchRecord.h"
+#include "device/JsonPage.h"
+#include "device/ManagedDevice.h"
 #include "fsutil/Paths.h"
 #include "jobs/Json.h"
-#include "peers/StorageDaemon.h"
 
-#include <span>
 #include <syslog.h>
 
 using nlohmann::json;
@@ -13,74 +11,37 @@ using nlohmann::json;
 namespace JobsManagerD {
 namespace {
 
-/// The bus drops a client that sends a larger message than this, which a page of a full card can come near.
-constexpr size_t largestText = size_t{31} * 1024 * 1024;
-
-bool IsOutOfRange(size_t startIdx, size_t size) { return startIdx != 0 && startIdx >= size; }
-
-size_t PageSize(size_t startIdx, size_t limit, size_t size) {
-    return limit == 0 || startIdx + limit > size ? size - startIdx : limit;
+/// Where the file server shows a job: the storage service's ID of the card, and the name of the job's folder.
+std::string JobUrl(const ManagedDevice& device, const Job& job) {
+    return FileName(device.GetStoragePath()) + "/" + FileName(job.JobFolderPath());
 }
 
-/// A JSON array of texts that are JSON.
-template <typename Page, typename TextOf>
-jobsDaemonRtn_e JoinPage(const Page& page, TextOf textOf, std::string& text) {
-    text = "[";
-    for (const auto& item : page) {
-        if (text.size() > 1)
-            text += ',';
-        text += textOf(item);
-    }
-    text += ']';
-    if (text.size() <= largestText)
-        return JOBS_RTN_SUCCEEDED;
-    syslog(LOG_ERR, "A page of %zu bytes is too large for a message", text.size());
-    text.clear();
-    return JOBS_RTN_INVALID_RANGE;
-}
-
-/// Where the file server shows a job: the storage device's ID and the job folder's name.
-std::string JobUrl(const Job& job) {
-    std::string deviceId;
-    Storaged::StorageDaemonDbusHandler::GetDeviceIdFromFilename(job.JobFilePath(), deviceId);
-    return deviceId + "/" + FileName(job.JobFolderPath());
-}
-
-void AddMediaPlaces(const Job& job, json& object) {
+void AddMediaPlaces(const ManagedDevice& device, const Job& job, json& object) {
     const std::string& folder = job.Details().mediaFolder;
+    const std::string url = JobUrl(device, job);
     object["mediaFolderPath"] = job.MediaFolderPath();
-    object["mediaUrl"] = folder.empty() ? JobUrl(job) : JobUrl(job) + "/" + folder;
+    object["mediaUrl"] = folder.empty() ? url : url + "/" + folder;
 }
 
 } // namespace
 
 std::string ManagedDevice::GetJobListStatsJSONstring() const {
-    return CompactDump({{"nRuvoJobs", nRuvoJobs.load()},
-                        {"nTamsyJobs", nTamsyJobs.load()},
-                        {"nTamsyJobsAtReIndex", nTamsyJobsAtReIndex.load()}});
+    const DeviceJobs::Counts counts = _jobs.Counters();
+    return CompactDump({{"nRuvoJobs", counts.nRuvoJobs},
+                        {"nTamsyJobs", counts.nTamsyJobs},
+                        {"nTamsyJobsAtReIndex", counts.nTamsyJobsAtReIndex}});
 }
 
-std::string ManagedDevice::GetSearchStatsJSONstring() const {
-    const std::lock_guard lock(_searchMutex);
-    return CompactDump({{"nMatches", _search->results.size()},
-                        {"field", _search->field},
-                        {"matchCriterion", MatchCriterionText(_search->term.criterion)},
-                        {"caseSensitive", _search->term.isCaseSensitive},
-                        {"matchLimit", _search->matchLimit}});
-}
+std::string ManagedDevice::GetSearchStatsJSONstring() const { return _search.StatsJSONstring(); }
 
 jobsDaemonRtn_e ManagedDevice::GetJobListSummariesJSONstring(uint8_t criterion, uint8_t order, uint16_t startIdx,
                                                              uint16_t& limit, std::string& text) const {
-    std::vector<JobList::Entry> page;
-    {
-        const std::lock_guard lock(_jobListMutex);
-        if (IsOutOfRange(startIdx, _jobList.Size())) {
-            syslog(LOG_ERR, "%s startIdx %u out of range - jobList has %u entries", "GetJobListSummariesJSONstring",
-                   startIdx, static_cast<unsigned>(_jobList.Size()));
-            return JOBS_RTN_INVALID_RANGE;
-        }
-        const size_t count = PageSize(startIdx, limit, _jobList.Size());
-        page = SortedPage(_jobList.Entries(), criterion, order != 0, startIdx, count);
+    std::vector<DeviceJobs::Entry> page;
+    size_t size = 0;
+    if (!_jobs.Page(criterion, order != 0, startIdx, limit, page, size)) {
+        syslog(LOG_ERR, "%s startIdx %u out of range - jobList has %u entries", "GetJobListSummariesJSONstring",
+               startIdx, static_cast<unsigned>(size));
+        return JOBS_RTN_INVALID_RANGE;
     }
     limit = static_cast<uint16_t>(page.size());
     return JoinPage(
@@ -88,17 +49,7 @@ jobsDaemonRtn_e ManagedDevice::GetJobListSummariesJSONstring(uint8_t criterion, 
 }
 
 jobsDaemonRtn_e ManagedDevice::GetSearchResultsJSONstring(uint16_t startIdx, uint16_t& limit, std::string& text) const {
-    const std::lock_guard lock(_searchMutex);
-    const std::vector<std::string>& results = _search->results;
-    if (IsOutOfRange(startIdx, results.size())) {
-        syslog(LOG_ERR, "%s startIdx %u out of range - search results has %u entries", "GetSearchResultsJSONstring",
-               startIdx, static_cast<unsigned>(results.size()));
-        return JOBS_RTN_INVALID_RANGE;
-    }
-    const auto page = std::span(results).subspan(startIdx, PageSize(startIdx, limit, results.size()));
-    limit = static_cast<uint16_t>(page.size());
-    return JoinPage(
-        page, [](const std::string& result) -> const std::string& { return result; }, text);
+    return _search.ResultsJSONstring(startIdx, limit, text);
 }
 
 jobsDaemonRtn_e ManagedDevice::GetJobJSONstring(const std::string& jobID, std::string& text) {
@@ -109,8 +60,8 @@ jobsDaemonRtn_e ManagedDevice::GetJobJSONstring(const std::string& jobID, std::s
     const std::shared_ptr<Job>& job = opened.job;
     json object = job->ToJson(JSON_MODE_CLIENT);
     object["jobFolderPath"] = job->JobFolderPath();
-    object["jobUrl"] = JobUrl(*job);
-    AddMediaPlaces(*job, object);
+    object["jobUrl"] = JobUrl(*this, *job);
+    AddMediaPlaces(*this, *job, object);
     text = CompactDump(object);
     return JOBS_RTN_SUCCEEDED;
 }
@@ -123,7 +74,7 @@ jobsDaemonRtn_e ManagedDevice::GetMediaItemJSONstring(const std::string& jobID, 
     if (result != JOBS_RTN_SUCCEEDED)
         return result;
     json object = ToJson(*media, JSON_MODE_CLIENT);
-    AddMediaPlaces(*opened.job, object);
+    AddMediaPlaces(*this, *opened.job, object);
     text = CompactDump(object);
     return JOBS_RTN_SUCCEEDED;
 }
@@ -137,7 +88,7 @@ jobsDaemonRtn_e ManagedDevice::GetJobSummaryJSONstring(const std::string& jobID,
 }
 
 jobsDaemonRtn_e ManagedDevice::GetMediaID(const std::string& filePath, std::string& mediaID) const {
-    const std::shared_ptr<Job> current = _CurrentJob();
+    const std::shared_ptr<Job> current = _jobs.Current();
     if (!current) {
         syslog(LOG_ERR, "ManagedDevice::GetMediaID No current job");
         return JOBS_RTN_NO_CURRENT_JOB;

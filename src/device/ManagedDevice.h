@@ -1,12 +1,15 @@
 #pragma once
 
+#include "codes/Mutex.h"
 #include "codes/ReturnCodes.h"
-#include "device/JobList.h"
+#include "device/Card.h"
+#include "device/DeviceJobs.h"
+#include "device/DeviceSearch.h"
+#include "device/DeviceWorker.h"
 #include "device/RaisedSignal.h"
-#include "jobfiles/JobFileHandler.h"
-#include "search/SearchTerm.h"
+#include "device/WriteActive.h"
 #include "jobs/Job.h"
-#include "peers/buslink/Handles.h"
+#include "search/SearchTerm.h"
 
 #include <atomic>
 #include <cstdint>
@@ -14,12 +17,9 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace JobsManagerD {
-
-struct FolderEntry;
 
 /// What the camera told beside a media item.
 struct MediaReadings {
@@ -29,63 +29,59 @@ struct MediaReadings {
     ReelDistance distance;
 };
 
-/// One mounted storage device: its jobs, its current job, its state, and all work on them. Reaches the bus only
-/// through its signals.
+/// One mounted storage device and all work on its jobs. Coordinates the owners of what it knows: the jobs
+/// (`DeviceJobs`), the card (`Card`), the worker thread with the state (`DeviceWorker`), the reasons for which the card
+/// is being written (`WriteActive`). Tells clients through its signals, and asks the peer services itself.
 ///
 /// Threads: the main thread runs every public operation, one at a time. A device has at most one worker thread and one
-/// search thread, each of which shares ownership of the device. Lock order: a job's lock, `_trashMutex`,
-/// `_jobListMutex`, then what emits a signal. `_currentJobMutex` and
-/// `_searchMutex` are leaves, never held during an emission.
+/// search thread, each of which shares ownership of the device.
+///
+/// Lock order: a job's `Lock()`, its `DetailsLock()`, `_announceMutex`, a signal's, the bus lock, then the locks inside
+/// the owners, none of which is held while another lock is taken.
 class ManagedDevice : public std::enable_shared_from_this<ManagedDevice> {
 public:
-    ManagedDevice();
+    ManagedDevice() = default;
     ManagedDevice(const ManagedDevice&) = delete;
     ManagedDevice& operator=(const ManagedDevice&) = delete;
-    ~ManagedDevice();
 
     // Identity, set once before the device is shared. --------------------------------------------------------------
 
-    void SetStoragePath(const std::string& path) { _storagePath = path; }
-    void SetMountPoint(const std::string& path);
+    void SetStoragePath(const std::string& path);
+    void SetMountPoint(const std::string& path) { _card.SetMountPoint(path); }
     void SetDbusPath(const std::string& path) { _dbusPath = path; }
     void SetDeviceId(const std::string& id) { _deviceId = id; }
-    void RegisterFileHandlers();
 
     const std::string& GetStoragePath() const { return _storagePath; }
-    const std::string& GetMountPoint() const { return _mountPoint; }
+    const std::string& GetMountPoint() const { return _card.MountPoint(); }
     const std::string& GetDbusPath() const { return _dbusPath; }
     const std::string& GetDeviceId() const { return _deviceId; }
-    /// The slot of the device's bus object; the daemon fills and releases it under the bus lock.
-    Buslink::Slot& GetDbusSlot() { return _dbusSlot; }
-    /// The table of the device's bus object, which the bus reads as long as the object exists.
-    std::vector<sd_bus_vtable>& GetDbusVtable() { return _dbusVtable; }
 
     // State, space, write-active, cancel (ManagedDevice.cpp) ---------------------------------------------------------
 
-    deviceState_e GetState() const { return _state; }
-    std::string GetStateString() const { return DeviceStateText(_state); }
+    deviceState_e GetState() const { return _worker.State(); }
+    std::string GetStateString() const { return DeviceStateText(_worker.State()); }
     void SetState(deviceState_e state, bool clearCancel);
     void SetReadOnly(bool readOnly) { _readOnly = readOnly; }
     bool IsReadOnly() const { return _readOnly; }
     /// True when strictly more than `bytes` are free.
     bool CheckFileSpace(uint64_t bytes) const;
-    /// Keeps the storage service informed that the device is being written. A reason counts once; the service hears of
-    /// the first one set and of the last one cleared.
-    void _SetWriteActive(const std::string& reason, bool active);
-    /// Stops both threads and waits for them: the device is going away.
-    void Cancel() { _Cancel(); }
-    /// Stops a multi-job delete, move or copy and waits for its end.
-    void CancelCMD();
+    /// Keeps the storage service informed that the device is being written.
+    void _SetWriteActive(const std::string& reason, bool active) { _writeActive.Set(reason, active); }
+    /// The card is going away: stops both threads. `whenDone` is called once, when they have ended, on the thread that
+    /// ended last or at once. Does not block.
+    void Cancel(std::function<void()> whenDone);
+    /// Stops a multi-job delete, move or copy; `whenDone` in the same way, after the task's last signal.
+    void CancelCMD(std::function<void()> whenDone);
 
     /// Where a job lies while it is being deleted, or while it arrives.
-    std::string GetTrashPath() const;
+    std::string GetTrashPath() const { return _card.TrashFolder()->Path(); }
 
     /// Empty when there is none.
-    std::string GetCurrentJobID() const;
-    bool HasCurrentJob() const;
-    bool IsCurrentJob(const std::string& jobID) const;
+    std::string GetCurrentJobID() const { return _jobs.CurrentID(); }
+    bool HasCurrentJob() const { return _jobs.Current() != nullptr; }
+    bool IsCurrentJob(const std::string& jobID) const { return _jobs.IsCurrent(jobID); }
     /// Null when there is none.
-    std::shared_ptr<Job> FindJob(const std::string& jobID) const;
+    std::shared_ptr<Job> FindJob(const std::string& jobID) const { return _jobs.Find(jobID); }
 
     // Opening, closing, saving (OpenClose.cpp) -----------------------------------------------------------------------
 
@@ -196,6 +192,8 @@ public:
 
     /// Gives each of them a job file, on the worker thread. Their databases stay as they are.
     jobsDaemonRtn_e ConvertDeviceJobs();
+    /// The empty file beside a database that says that the job has a job file by now.
+    static std::string _GetConvertedFlagPath(const std::string& path);
 
     // Searching (SearchTask.cpp) --------------------------------------------------------------------------------------
 
@@ -253,67 +251,72 @@ public:
     RaisedSignal<ManagedDevice&> _jobSearchComplete;
 
 private:
-    struct SearchRecord;
+    // Each capability has its own helpers, in its own source.
     struct AccessorNames;
     struct MediaRegistration;
-    struct IndexTimes;
+    struct Transfer;
+    struct TransferKind;
+    class Conversion;
+    class Indexing;
+    static const TransferKind _moving;
+    static const TransferKind _copying;
+
+    using JobLock = std::unique_lock<Locks::TimedMutex>;
     /// A job that no task closes as long as this lives.
     struct OpenedJob {
         std::shared_ptr<Job> job;
-        std::unique_lock<std::mutex> use;
+        std::unique_lock<Locks::Mutex> use;
     };
-    struct Transfer;
-    struct TransferKind;
-    static const TransferKind _moving;
-    static const TransferKind _copying;
+    /// A job that lies in the trash.
+    struct Deletion {
+        std::string folder; ///< where it was
+        Trash::Place place;
+    };
     struct JobsToWorkOn {
         std::vector<std::string> ids;
         uint64_t bytes = 0; ///< of all their media
     };
-    struct Conversion;
 
-    // State
-    void _Cancel();
-    /// `_SetWriteActive` under its mutex.
-    void _MarkWriteActive(const std::string& reason, bool active);
-    static void _JoinThread(std::thread& thread);
-    /// Runs `task(device)` on the worker thread, after the end of the one before.
-    void _StartWorker(std::function<void(ManagedDevice&)> task);
-    std::shared_ptr<Job> _CurrentJob() const;
-    void _SetCurrentJob(std::shared_ptr<Job> job);
+    // What several capabilities share
+
+    /// Has a thread ready for a task; JOBS_RTN_DEVICE_BUSY when the system has none to give.
+    jobsDaemonRtn_e _PrepareTask();
+    jobsDaemonRtn_e _RefuseWhenBusy(const char* method, const char* movingStates) const;
     /// FindJob with the line that all operations share when there is none.
     std::shared_ptr<Job> _FindJobOrLog(const std::string& jobID, const char* method) const;
-    std::shared_ptr<JobFileHandler> _FindFileHandler(const std::string& extension) const;
+    /// The job's lock. A call waits for a task that has it, but not for long, and gets none then, which is logged; a
+    /// task waits for as long as it takes.
+    JobLock _LockJob(Job& job, const char* method) const;
+    /// Waits likewise for the end of a copying of the job. True, with a line, when it still goes on.
+    bool _IsCopiedLogged(const std::string& jobID, const char* method) const;
+    bool _IsCurrentJobLogged(const std::string& jobID, const char* method) const;
+    static bool _IsLockedLogged(const Job& job, const char* method);
+    static jobsDaemonRtn_e _CheckNoPlaybackWithin(const std::string& folder, const char* method);
+    JobsToWorkOn _JobsOf(const std::vector<std::string>& jobIDs) const;
+    JobsToWorkOn _AllJobs() const;
 
-    // Opening, closing, saving
-    jobsDaemonRtn_e _LoadJobSummary(Job& job);
-    jobsDaemonRtn_e _LoadJob(Job& job);
+    // Opening and closing
     jobsDaemonRtn_e _OpenJob(const std::shared_ptr<Job>& job, bool makeCurrent);
+    jobsDaemonRtn_e _LoadAndRepair(Job& job);
     jobsDaemonRtn_e _ConvertOpenedJob(Job& job);
     bool _RepairDiscrepancies(Job& job);
     void _FindAndCloseNonCurrentJob();
+    void _CloseInBackground(const std::string& jobID);
     jobsDaemonRtn_e CloseJob(const std::shared_ptr<Job>& job);
     jobsDaemonRtn_e _CheckNoRecordingInto(const Job& job) const;
 
-    // Deleting, moving and copying one job
-    bool _IsCurrentJobLogged(const std::string& jobID, const char* method) const;
-    jobsDaemonRtn_e _CheckNoPlaybackWithin(const std::string& folder, const char* method) const;
-    jobsDaemonRtn_e DeleteJobInternal(const std::shared_ptr<Job>& job, const std::string& jobID, bool emitStats);
-    bool _MakeTrash(const std::string& trash, const std::string& jobInTrash) const;
-    jobsDaemonRtn_e _MoveToTrash(const std::string& folder) const;
-    void _ForgetJob(const Job& job, const std::string& jobID);
+    // Deleting, moving and copying: the first half for one job, the second for one or many
+    jobsDaemonRtn_e _BeginDelete(const std::string& jobID, bool emitStats, Deletion& deletion);
+    jobsDaemonRtn_e DeleteJobInternal(const std::shared_ptr<Job>& job, bool emitStats, Deletion& deletion);
+    jobsDaemonRtn_e _MoveToTrash(const std::string& folder, Deletion& deletion) const;
+    void _FinishDeletions(std::vector<Deletion>& deletions) const;
     jobsDaemonRtn_e MoveCopyInternal(ManagedDevice& destDevice, const std::string& jobID, bool isMove, bool emitStats);
-    jobsDaemonRtn_e _CheckDevices(const ManagedDevice& destDevice, const std::string& jobID, bool isMove) const;
-    jobsDaemonRtn_e _ReleaseForMove(const std::shared_ptr<Job>& job);
-    jobsDaemonRtn_e _CheckDestination(const Transfer& transfer, const Job& job) const;
-    jobsDaemonRtn_e _Bring(const Transfer& transfer, bool emitStats) const;
-    jobsDaemonRtn_e _Stage(const Transfer& transfer) const;
-    jobsDaemonRtn_e _Land(const Transfer& transfer, bool emitStats) const;
+    jobsDaemonRtn_e _BeginTransfer(std::vector<Transfer>& transfers, ManagedDevice& destDevice,
+                                   const std::string& jobID, bool isMove);
+    /// One code for each; what failed has left nothing at the destination.
+    std::vector<jobsDaemonRtn_e> _FinishTransfers(std::vector<Transfer>& transfers, bool emitStats);
 
     // Many jobs
-    jobsDaemonRtn_e _RefuseWhenBusy(const char* method, const char* movingStates) const;
-    JobsToWorkOn _JobsOf(const std::vector<std::string>& jobIDs) const;
-    JobsToWorkOn _AllJobs() const;
     template <typename GetIds>
     jobsDaemonRtn_e _StartDeletion(const char* method, GetIds getIds);
     void _DeleteJobListTask(const std::vector<std::string>& jobIDs);
@@ -324,41 +327,20 @@ private:
     void _TransferTask(const TransferKind& kind, ManagedDevice& destDevice, const std::vector<std::string>& jobIDs);
 
     // Finding jobs
-    void _JobIndexingTask();
-    void _EmptyTrash();
-    void _IndexItems(const std::vector<FolderEntry>& items);
-    void _LogIndexTimes(const IndexTimes& times) const;
-    static bool _MayBeJobFile(const std::string& path);
-    std::shared_ptr<Job> _LoadJobIn(const std::string& folder);
-    std::shared_ptr<Job> _LoadJobFrom(const std::string& folder, const FolderEntry& entry);
-    void _ListFoundJob(const std::shared_ptr<Job>& job, bool emitChanges);
+    bool _TakeFound(std::shared_ptr<Job> found, uint64_t readAt, const DeviceJobs::Reading& reading, bool emitChanges);
 
     // Jobs of the earlier generation
     void _CloseLegacyJobs();
-    std::vector<std::string> _LegacyJobIds() const;
-    void _JobConversionTask();
-    bool _ConvertListedJob(const std::string& id, Conversion& conversion);
     /// The one step from a loaded job of the earlier generation to one of this. With `artefactsFound` the file repair
     /// service should look at the job's folder.
     jobsDaemonRtn_e _ConvertJobToRuvo(Job& job, bool& artefactsFound);
-    /// The empty file beside a database that says that the job has a job file by now.
-    static std::string _GetConvertedFlagPath(const std::string& path);
-    void _TriggerFileRepairScan(const std::vector<std::string>& folders) const;
+    jobsDaemonRtn_e _WriteFirstJobFile(Job& job, const std::string& oldPath);
+    static void _TriggerFileRepairScan(const std::string& deviceId, const std::vector<std::string>& folders);
+    /// The same, waiting for nothing.
+    static void _TriggerFileRepairScanAside(const std::string& deviceId, const std::vector<std::string>& folders);
 
-    // Searching
-    void _SearchJobsTask(const nlohmann::json& field, const SearchTerm& term, uint16_t matchLimit);
-    void _SearchAll(const std::vector<std::shared_ptr<Job>>& jobs, const nlohmann::json& field, const SearchTerm& term,
-                    uint16_t matchLimit);
-    jobsDaemonRtn_e SearchJob(const Job& job, const nlohmann::json& field, const SearchTerm& term, bool& found,
-                              nlohmann::json& match) const;
-
-    // Creating jobs
-    std::string _NewJobFolder(const std::string& jobName, const std::string& localTime) const;
-    std::shared_ptr<Job> _NewJob(const std::string& jobFilePath, std::string& jobName, const std::string& utcTime);
-    void _AddCompanyContact(Job& job);
+    // Creating jobs, registering media
     jobsDaemonRtn_e _FillJobFolder(Job& job);
-
-    // Media
     jobsDaemonRtn_e _RegisterMedia(const MediaRegistration& registration);
     jobsDaemonRtn_e _CheckNoPlaybackFrom(const std::vector<std::string>& files) const;
 
@@ -382,45 +364,22 @@ private:
                                   std::string Media::*field, const std::string& text);
 
     std::string _storagePath;
-    std::string _mountPoint;
-    /// A filesystem of its own was mounted there when the device came, as it is but for a unit that is simulated.
-    bool _isMountPoint = false;
     std::string _dbusPath;
     std::string _deviceId;
-    std::vector<sd_bus_vtable> _dbusVtable;
-    /// Behind the table, which releasing it still reads.
-    Buslink::Slot _dbusSlot;
 
-    std::atomic<deviceState_e> _state{DEVICE_STATE_IDLE};
     std::atomic<bool> _readOnly{false};
-    /// Stops the worker thread between two jobs.
-    std::atomic<bool> _cancel{false};
-    std::thread _workerThread;
+    /// No thread is left, and clients see the device no more.
+    std::atomic<bool> _hasLeft{false};
 
-    /// Guards the list, and the counters where they change with it.
-    mutable std::mutex _jobListMutex;
-    JobList _jobList;
-    /// Held while a job that is still wanted lies in the trash folder, and while the folder is emptied, which every
-    /// operation does first. Of one device at a time.
-    std::mutex _trashMutex;
-    std::atomic<uint16_t> nRuvoJobs{0};
-    std::atomic<uint16_t> nTamsyJobs{0};
-    /// Legacy jobs that the last index run saw; not reduced later.
-    std::atomic<uint16_t> nTamsyJobsAtReIndex{0};
+    Card _card;
+    DeviceJobs _jobs;
+    DeviceWorker _worker;
+    WriteActive _writeActive;
+    /// Held while a job that was found joins the list and clients are told, so that they hear of changes in the order
+    /// in which they were made.
+    Locks::Mutex _announceMutex;
 
-    mutable std::mutex _currentJobMutex;
-    std::shared_ptr<Job> _currentJob;
-
-    mutable std::mutex _searchMutex;
-    std::unique_ptr<SearchRecord> _search;
-    std::thread _searchThread;
-    std::atomic<bool> _searchCancel{false};
-
-    /// Held over the call to the storage service, so that it hears set and clear in order.
-    std::mutex _writeActiveMutex;
-    std::vector<std::string> _writeActiveReasons;
-
-    std::vector<std::shared_ptr<JobFileHandler>> _fileHandlers;
+    DeviceSearch _search;
 };
 
 /// Marks a device as being written for the length of a scope.

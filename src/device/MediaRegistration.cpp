@@ -31,7 +31,7 @@ struct ManagedDevice::MediaRegistration {
 };
 
 jobsDaemonRtn_e ManagedDevice::GetNewMediaPathComponents(std::string& mediaFolder, std::string& fileStem) {
-    const std::shared_ptr<Job> current = _CurrentJob();
+    const std::shared_ptr<Job> current = _jobs.Current();
     if (!current) {
         syslog(LOG_ERR, "ManagedDevice::GetNewMediaPathComponents - No Current Job");
         return JOBS_RTN_NO_CURRENT_JOB;
@@ -41,7 +41,7 @@ jobsDaemonRtn_e ManagedDevice::GetNewMediaPathComponents(std::string& mediaFolde
     const std::string candidate = current->HasDefaultName() ? localTime : current->Summary().name + "-" + localTime;
     const std::string stem = GetUniqueFileStem(folder, candidate, mostStemAttempts);
     // A name with dots in it must not lead the capture services off the card.
-    if (stem.empty() || !LiesUnder(_mountPoint, folder + "/" + stem)) {
+    if (stem.empty() || !LiesUnder(GetMountPoint(), folder + "/" + stem)) {
         syslog(LOG_ERR, "ManagedDevice::GetNewMediaPathComponents - Failed to create unique media file stem.");
         return JOBS_RTN_FS_ERROR;
     }
@@ -107,7 +107,7 @@ jobsDaemonRtn_e ManagedDevice::AddAutologMediaItem(const std::string& name, cons
 }
 
 jobsDaemonRtn_e ManagedDevice::_RegisterMedia(const MediaRegistration& registration) {
-    const std::shared_ptr<Job> current = _CurrentJob();
+    const std::shared_ptr<Job> current = _jobs.Current();
     if (!current)
         return JOBS_RTN_NO_CURRENT_JOB;
 
@@ -137,9 +137,10 @@ jobsDaemonRtn_e ManagedDevice::_RegisterMedia(const MediaRegistration& registrat
 }
 
 jobsDaemonRtn_e ManagedDevice::AddMediaItem(std::shared_ptr<Media> media) {
-    const std::shared_ptr<Job> current = _CurrentJob();
+    const std::shared_ptr<Job> current = _jobs.Current();
     if (!current)
         return JOBS_RTN_NO_CURRENT_JOB;
+    const Locks::LockGuard use(current->DetailsLock());
     current->AddMediaItem(std::move(media));
     current->SetModifiedTime(UtcTimeText());
     const jobsDaemonRtn_e result = UpdateJobFile(*current, true, true);
@@ -149,11 +150,12 @@ jobsDaemonRtn_e ManagedDevice::AddMediaItem(std::shared_ptr<Media> media) {
 }
 
 jobsDaemonRtn_e ManagedDevice::UpdateMediaFileSizes(const std::string& filePath) {
-    const std::shared_ptr<Job> current = _CurrentJob();
+    const std::shared_ptr<Job> current = _jobs.Current();
     if (!current) {
         syslog(LOG_ERR, "ManagedDevice::UpdateMediaFileSizes No current job.");
         return JOBS_RTN_NO_CURRENT_JOB;
     }
+    const Locks::LockGuard use(current->DetailsLock());
     const jobRtn_e updated = current->UpdateMediaItemFileSizes(filePath);
     if (updated != JOB_RTN_SUCCEEDED)
         return updated == JOB_RTN_NOT_FOUND ? JOBS_RTN_MEDIA_ID_NOT_FOUND : JOBS_RTN_FS_ERROR;

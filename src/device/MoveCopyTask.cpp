@@ -1,6 +1,7 @@
 #include "device/JobListTask.h"
 #include "device/JobSettings.h"
 #include "device/ManagedDevice.h"
+#include "device/Transfer.h"
 
 #include <syslog.h>
 
@@ -16,12 +17,11 @@ struct ManagedDevice::TransferKind {
     const char* taskName;
     const char* jobLine;
     const char* endLine;
-    bool writesToSource;
+    bool isMove;
     deviceState_e sourceState;
     deviceState_e destinationState;
     double (*period)();
     bool reportsOnlyChanges;
-    jobsDaemonRtn_e (ManagedDevice::*transferJob)(ManagedDevice& destDevice, const std::string& jobID, bool emitStats);
     TransferProgress ManagedDevice::*progress;
     TransferError ManagedDevice::*error;
     TransferFinish ManagedDevice::*finish;
@@ -36,12 +36,11 @@ const ManagedDevice::TransferKind ManagedDevice::_moving{
     .taskName = "_MoveJobListTask",
     .jobLine = "_MoveJobListTask -- JobID to move: %s",
     .endLine = "Moving %d jobs took %fs",
-    .writesToSource = true,
+    .isMove = true,
     .sourceState = DEVICE_STATE_MOVING_FROM,
     .destinationState = DEVICE_STATE_MOVING_TO,
     .period = [] { return 1.0; },
     .reportsOnlyChanges = false,
-    .transferJob = &ManagedDevice::MoveJob,
     .progress = &ManagedDevice::_jobListMoveProgress,
     .error = &ManagedDevice::_jobListMoveError,
     .finish = &ManagedDevice::_jobListMoveFinish,
@@ -56,12 +55,11 @@ const ManagedDevice::TransferKind ManagedDevice::_copying{
     .taskName = "_CopyJobListTask",
     .jobLine = "_CopyJobListTask -- JobID to copy: %s",
     .endLine = "Copying %d jobs took %fs",
-    .writesToSource = false,
+    .isMove = false,
     .sourceState = DEVICE_STATE_COPYING_FROM,
     .destinationState = DEVICE_STATE_COPYING_TO,
     .period = [] { return multiJobMoveCopyUpdatePeriod.load(); },
     .reportsOnlyChanges = true,
-    .transferJob = &ManagedDevice::CopyJob,
     .progress = &ManagedDevice::_jobListCopyProgress,
     .error = &ManagedDevice::_jobListCopyError,
     .finish = &ManagedDevice::_jobListCopyFinish,
@@ -89,26 +87,21 @@ jobsDaemonRtn_e ManagedDevice::CopyAllJobs(ManagedDevice& destDevice) {
 
 jobsDaemonRtn_e ManagedDevice::_PrepareTransfer(const TransferKind& kind) {
     syslog(LOG_INFO, "%s", kind.prepareName);
-    const jobsDaemonRtn_e result = _RefuseWhenBusy(kind.prepareName, kind.movingStates);
-    if (result == JOBS_RTN_SUCCEEDED)
-        _JoinThread(_workerThread);
-    return result;
+    return _RefuseWhenBusy(kind.prepareName, kind.movingStates);
 }
 
 /// A job that is not in the list adds nothing to the size.
 ManagedDevice::JobsToWorkOn ManagedDevice::_JobsOf(const std::vector<std::string>& jobIDs) const {
     JobsToWorkOn jobs{jobIDs, 0};
-    const std::lock_guard lock(_jobListMutex);
     for (const std::string& jobID : jobIDs)
-        if (const std::shared_ptr<Job> job = _jobList.Find(jobID))
+        if (const std::shared_ptr<Job> job = FindJob(jobID))
             jobs.bytes += job->Summary().jobSize;
     return jobs;
 }
 
 ManagedDevice::JobsToWorkOn ManagedDevice::_AllJobs() const {
     JobsToWorkOn jobs;
-    const std::lock_guard lock(_jobListMutex);
-    for (const std::shared_ptr<Job>& job : _jobList.Entries()) {
+    for (const std::shared_ptr<Job>& job : _jobs.All()) {
         const JobSummary summary = job->Summary();
         jobs.ids.push_back(summary.id);
         jobs.bytes += summary.jobSize;
@@ -120,7 +113,7 @@ template <typename GetJobs>
 jobsDaemonRtn_e ManagedDevice::_StartTransfer(const TransferKind& kind, const char* method, ManagedDevice& destDevice,
                                               GetJobs getJobs) {
     syslog(LOG_INFO, "%s", method);
-    if (kind.writesToSource && _readOnly) {
+    if (kind.isMove && _readOnly) {
         syslog(LOG_ERR, "%s - Source filesystem is read-only", method);
         return JOBS_RTN_READ_ONLY_FS;
     }
@@ -136,16 +129,20 @@ jobsDaemonRtn_e ManagedDevice::_StartTransfer(const TransferKind& kind, const ch
         syslog(LOG_ERR, "%s", kind.noSpaceLine);
         return JOBS_RTN_INSUFFICIENT_SPACE;
     }
+    if (_PrepareTask() != JOBS_RTN_SUCCEEDED)
+        return JOBS_RTN_DEVICE_BUSY;
     SetState(kind.sourceState, true);
     destDevice.SetState(kind.destinationState, false);
-    _StartWorker([&kind, destination = destDevice.shared_from_this(),
-                  ids = std::move(jobs.ids)](ManagedDevice& source) { source._TransferTask(kind, *destination, ids); });
+    _worker.Start([this, &kind, destination = destDevice.shared_from_this(), ids = std::move(jobs.ids)] {
+        _TransferTask(kind, *destination, ids);
+    });
     return JOBS_RTN_SUCCEEDED;
 }
 
 void ManagedDevice::_TransferTask(const TransferKind& kind, ManagedDevice& destDevice,
                                   const std::vector<std::string>& jobIDs) {
     const std::string destination = destDevice.GetDeviceId();
+    std::vector<Transfer> transfers;
     RunJobListTask(
         {
             .name = kind.taskName,
@@ -153,7 +150,9 @@ void ManagedDevice::_TransferTask(const TransferKind& kind, ManagedDevice& destD
             .endLine = kind.endLine,
             .period = kind.period,
             .reportsOnlyChanges = kind.reportsOnlyChanges,
-            .work = [&](const std::string& jobID) { return (this->*kind.transferJob)(destDevice, jobID, false); },
+            .begin =
+                [&](const std::string& jobID) { return _BeginTransfer(transfers, destDevice, jobID, kind.isMove); },
+            .finish = [&] { return _FinishTransfers(transfers, false); },
             .tellProgress =
                 [&](int32_t percent, int32_t nDone, int32_t nTotal) {
                     (this->*kind.progress).Raise(*this, destination, percent, nDone, nTotal);
@@ -170,7 +169,7 @@ void ManagedDevice::_TransferTask(const TransferKind& kind, ManagedDevice& destD
                     destDevice.SetState(DEVICE_STATE_IDLE, false);
                 },
         },
-        jobIDs, _cancel);
+        jobIDs, _worker.CancelFlag());
 }
 
 } // namespace JobsManagerD

@@ -2,63 +2,67 @@
 #include "fsutil/Paths.h"
 #include "peers/VideoDaemon.h"
 
-#include <algorithm>
 #include <syslog.h>
 
 using Videod::VideoDaemonDbusHandler;
 
 namespace JobsManagerD {
 
-jobsDaemonRtn_e ManagedDevice::_LoadJobSummary(Job& job) {
-    const std::string extension = GetPathExtension(job.JobFilePath());
-    if (const auto handler = _FindFileHandler(extension))
-        return ConvertFileOpRtn(handler->ParseJobFileSummary(job));
-    syslog(LOG_ERR, "ManagedDevice::_LoadJobSummary - Unsupported File Format %s", extension.c_str());
-    return JOBS_RTN_UNSUPPORTED_FORMAT;
-}
-
-jobsDaemonRtn_e ManagedDevice::_LoadJob(Job& job) {
-    const std::string extension = GetPathExtension(job.JobFilePath());
-    if (const auto handler = _FindFileHandler(extension))
-        return ConvertFileOpRtn(handler->ParseJobFile(job));
-    syslog(LOG_ERR, "ManagedDevice::_LoadJob - Unsupported File Format %s", extension.c_str());
-    return JOBS_RTN_UNSUPPORTED_FORMAT;
-}
-
 jobsDaemonRtn_e ManagedDevice::_OpenJob(const std::shared_ptr<Job>& job, bool makeCurrent) {
-    const std::lock_guard lock(job->Lock());
+    const JobLock lock = _LockJob(*job, "_OpenJob");
+    if (!lock)
+        return JOBS_RTN_DEVICE_BUSY;
+    // A task may have deleted or moved it before we got the lock.
+    if (!_FindJobOrLog(job->Id(), "_OpenJob"))
+        return JOBS_RTN_JOB_ID_NOT_FOUND;
     if (!job->IsOpen()) {
         if (!makeCurrent)
             _FindAndCloseNonCurrentJob();
-        jobsDaemonRtn_e result = _LoadJob(*job);
-        if (result != JOBS_RTN_SUCCEEDED) {
-            syslog(LOG_ERR, "ManagedDevice::_OpenJob. Failed to open job file: %s", job->JobFilePath().c_str());
+        const jobsDaemonRtn_e result = _LoadAndRepair(*job);
+        if (result != JOBS_RTN_SUCCEEDED)
             return result;
-        }
-        job->SetOpen(true);
-        const bool isConverted = job->IsLegacy();
-        if (isConverted && (result = _ConvertOpenedJob(*job)) != JOBS_RTN_SUCCEEDED)
-            return result;
-        if (_RepairDiscrepancies(*job) || isConverted)
-            _jobChanged.Raise(*this, job->SummaryJSONstring());
     }
     if (makeCurrent) {
-        _SetCurrentJob(job);
+        _jobs.MakeCurrent(job);
         _jobOpened.Raise(*this);
     }
     return JOBS_RTN_SUCCEEDED;
 }
 
-/// A job of the earlier generation becomes one of this on its first opening. After a failure it stays open as it is.
+jobsDaemonRtn_e ManagedDevice::_LoadAndRepair(Job& job) {
+    const jobsDaemonRtn_e loaded = _card.Files().Load(job);
+    if (loaded != JOBS_RTN_SUCCEEDED) {
+        syslog(LOG_ERR, "ManagedDevice::_OpenJob. Failed to open job file: %s", job.JobFilePath().c_str());
+        return loaded;
+    }
+    job.SetOpen(true);
+    const bool isConverted = job.IsLegacy();
+    if (isConverted)
+        if (const jobsDaemonRtn_e converted = _ConvertOpenedJob(job); converted != JOBS_RTN_SUCCEEDED)
+            return converted;
+    if (_RepairDiscrepancies(job) || isConverted)
+        _jobChanged.Raise(*this, job.SummaryJSONstring());
+    return JOBS_RTN_SUCCEEDED;
+}
+
+/// A job of the earlier generation becomes one of this on its first opening. After a failure it stays open as it is,
+/// but for one whose job file could not be written: that one is closed, so that the next opening tries again.
 jobsDaemonRtn_e ManagedDevice::_ConvertOpenedJob(Job& job) {
     syslog(LOG_INFO, "ManagedDevice::_OpenJob. Job is a Tamsy job.  Converting to Ruvo: %s", job.JobFilePath().c_str());
+    if (_IsCopiedLogged(job.Id(), "_OpenJob")) {
+        job.ClearDetails();
+        return JOBS_RTN_DEVICE_BUSY;
+    }
     bool repairNeeded = false;
     const jobsDaemonRtn_e result = _ConvertJobToRuvo(job, repairNeeded);
-    if (result != JOBS_RTN_SUCCEEDED)
+    if (result != JOBS_RTN_SUCCEEDED) {
         syslog(LOG_ERR, "ManagedDevice::_OpenJob. Failed to create Ruvo job file when converting Tamsy job: %s",
                job.JobFilePath().c_str());
-    else if (repairNeeded)
-        _TriggerFileRepairScan({job.JobFolderPath()});
+        if (result != JOBS_RTN_READ_ONLY_FS && job.IsLegacy())
+            job.ClearDetails();
+    } else if (repairNeeded) {
+        _TriggerFileRepairScan(_deviceId, {job.JobFolderPath()});
+    }
     return result;
 }
 
@@ -81,16 +85,9 @@ jobsDaemonRtn_e ManagedDevice::OpenJob(const std::string& jobID, bool makeCurren
 
 /// One queried job is kept open as a cache; the next query closes it.
 void ManagedDevice::_FindAndCloseNonCurrentJob() {
-    std::shared_ptr<Job> chosen;
-    {
-        const std::lock_guard lock(_jobListMutex);
-        const std::vector<JobList::Entry>& jobs = _jobList.Entries();
-        const auto found =
-            std::ranges::find_if(jobs, [this](const auto& job) { return job->IsOpen() && !IsCurrentJob(job->Id()); });
-        if (found == jobs.end())
-            return;
-        chosen = *found;
-    }
+    const std::shared_ptr<Job> chosen = _jobs.FindOpenInBackground();
+    if (!chosen)
+        return;
     syslog(LOG_INFO, "ManagedDevice::_FindAndCloseNonCurrentJob - Closing job with ID: %s", chosen->Id().c_str());
     CloseJob(chosen);
 }
@@ -121,7 +118,7 @@ jobsDaemonRtn_e ManagedDevice::_CheckNoRecordingInto(const Job& job) const {
         std::string filename;
         if (recording.getFilename(filename) < 0)
             return JOBS_RTN_DBUS_ERROR;
-        if (filename.find(job.JobFolderPath()) != std::string::npos) {
+        if (VideoDaemonDbusHandler::IsWithin(filename, job.JobFolderPath())) {
             syslog(LOG_ERR, recording.message, filename.c_str());
             return JOBS_RTN_JOB_ACTIVE_RECORDING;
         }
@@ -133,8 +130,7 @@ jobsDaemonRtn_e ManagedDevice::CloseJob(const std::shared_ptr<Job>& job) {
     if (!job->IsOpen())
         return JOBS_RTN_SUCCEEDED;
     const std::string jobID = job->Id();
-    const bool isCurrent = IsCurrentJob(jobID);
-    if (isCurrent) {
+    if (IsCurrentJob(jobID)) {
         const jobsDaemonRtn_e result = _CheckNoRecordingInto(*job);
         if (result == JOBS_RTN_DBUS_ERROR)
             syslog(LOG_ERR, "ManagedDevice::CloseJob - Dbus comms error");
@@ -142,10 +138,8 @@ jobsDaemonRtn_e ManagedDevice::CloseJob(const std::shared_ptr<Job>& job) {
             return result;
     }
     job->ClearDetails();
-    if (isCurrent) {
-        _SetCurrentJob(nullptr);
+    if (_jobs.EndCurrent(jobID))
         _jobClosed.Raise(*this, jobID);
-    }
     syslog(LOG_INFO, "ManagedDevice::CloseJob. Closed job with ID: %s", jobID.c_str());
     return JOBS_RTN_SUCCEEDED;
 }
@@ -164,19 +158,16 @@ jobsDaemonRtn_e ManagedDevice::UpdateJobFile(Job& job, bool notify, bool require
         syslog(LOG_ERR, "ManagedDevice::UpdateJobFile - Job not open");
         return JOBS_RTN_JOB_NOT_OPEN;
     }
-    const std::string path = job.JobFilePath();
-    const std::string extension = GetPathExtension(path);
-    const auto handler = _FindFileHandler(extension);
-    if (!handler) {
-        syslog(LOG_ERR, "ManagedDevice::UpdateJobFile - Unsupported jobfile format - extension %s", extension.c_str());
-        return JOBS_RTN_UNSUPPORTED_FORMAT;
-    }
+    const jobsDaemonRtn_e format = _card.Files().CheckFormat(job, "UpdateJobFile");
+    if (format != JOBS_RTN_SUCCEEDED)
+        return format;
 
     job.ChangeSummary([](JobSummary& summary) { summary.version = currentJobVersion; });
     const WriteActiveMark mark(*this, "JobFileUpdate");
-    const jobFileOpRtn_e result = handler->UpdateJobFile(job);
+    const jobFileOpRtn_e result = _card.Files().Save(job);
+    _jobs.Changed(job.Id());
     if (result != JOBFILE_OP_SUCCEEDED)
-        syslog(LOG_ERR, "ManagedDevice::UpdateJobFile - Failed to update job file %s : %s", path.c_str(),
+        syslog(LOG_ERR, "ManagedDevice::UpdateJobFile - Failed to update job file %s : %s", job.JobFilePath().c_str(),
                JobFileOpText(result));
     else if (notify)
         _jobChanged.Raise(*this, job.SummaryJSONstring());

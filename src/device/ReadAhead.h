@@ -1,51 +1,65 @@
 #pragma once
 
+#include "codes/Mutex.h"
+
 #include <algorithm>
-#include <array>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <exception>
 #include <functional>
-#include <mutex>
+#include <limits>
+#include <optional>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace JobsManagerD {
 
 /// Loads numbered items on four threads, some ahead, and hands them over on the caller's thread in their order: a card
-/// answers several requests at once in little more than the time of one. What is ahead is bounded. Items change hands
-/// in batches, since waking a thread costs more than loading an item that the kernel has in memory.
+/// answers several requests at once in little more than the time of one. What is ahead is bounded. With fewer threads,
+/// or none, where the system has no more to give.
 template <typename Result>
 class ReadAhead {
 public:
     using Load = std::function<Result(size_t)>;
 
-    ReadAhead(size_t count, Load load) : _count(count), _load(std::move(load)) {
-        for (std::thread& thread : _threads)
-            thread = std::thread([this] { _Run(); });
+    /// Once `cancel` is set no further item is begun.
+    ReadAhead(size_t count, const std::atomic<bool>& cancel, Load load)
+        : _count(count), _cancel(cancel), _load(std::move(load)), _slots(window) {
+        _threads.reserve(threadCount);
+        try {
+            while (_threads.size() < threadCount)
+                _threads.emplace_back([this] { _Run(); });
+        } catch (const std::exception&) {
+            // Those that have started do it all, and otherwise the caller's thread does.
+        }
     }
     ReadAhead(const ReadAhead&) = delete;
     ReadAhead& operator=(const ReadAhead&) = delete;
-    /// Waits for the items that are being loaded; no further one is begun.
+    /// Waits for the items that are being loaded.
     ~ReadAhead() {
         {
-            const std::lock_guard lock(_mutex);
+            const Locks::LockGuard lock(_mutex);
             _isStopped = true;
         }
-        _changed.notify_all();
+        _mayLoad.notify_all();
         for (std::thread& thread : _threads)
             thread.join();
     }
 
-    /// The next item, to be called at most once for each. Rethrows what loading it threw.
-    Result Next() {
-        if (_handedOver == _current.size())
-            _TakeBatch();
-        Item& item = _current[_handedOver++];
-        if (item.exception)
-            std::rethrow_exception(item.exception);
-        return std::move(item.result);
+    /// The next item; nothing when there is none, or after a cancel. Rethrows what loading it threw.
+    std::optional<Result> Next() {
+        if (_cancel || _taken == _count)
+            return std::nullopt;
+        std::optional<Item> item = _threads.empty() ? _LoadItem(_taken) : _TakeLoaded();
+        if (!item)
+            return std::nullopt;
+        ++_taken;
+        if (item->exception)
+            std::rethrow_exception(item->exception);
+        return std::move(item->result);
     }
 
 private:
@@ -53,45 +67,65 @@ private:
         Result result{};
         std::exception_ptr exception;
     };
-    using Batch = std::vector<Item>;
-    static constexpr size_t batchSize = 16;
 
-    void _TakeBatch() {
+    static constexpr size_t threadCount = 4;
+    static constexpr size_t window = 128;
+    /// Waking a thread costs more than loading an item that the kernel has in memory: the caller sleeps until there
+    /// are some, but where loading is slow not for longer than this.
+    static constexpr size_t wantedAtOnce = 16;
+    static constexpr std::chrono::microseconds patience{300};
+    static constexpr size_t nothing = std::numeric_limits<size_t>::max();
+
+    std::optional<Item> _TakeLoaded() {
+        if (_taken == _known)
+            _WaitForItems();
+        else if (_taken >= _lastTold + window / 2)
+            _TellTaken();
+        // Threads have done with what is known to be loaded.
+        return _taken == _known ? std::nullopt : std::exchange(_slots[_taken % window], std::nullopt);
+    }
+
+    void _TellTaken() {
+        {
+            const Locks::LockGuard lock(_mutex);
+            _handedOver = _lastTold = _taken;
+        }
+        _mayLoad.notify_all();
+    }
+
+    void _WaitForItems() {
+        _TellTaken();
         std::unique_lock lock(_mutex);
-        Batch& batch = _batches[_taken % _batches.size()];
-        _changed.wait(lock, [&batch] { return !batch.empty(); });
-        _current = std::move(batch);
-        batch.clear();
-        _handedOver = 0;
-        ++_taken;
-        lock.unlock();
-        _changed.notify_all();
+        if (_loaded == _taken) {
+            _wanted = std::min(_taken + wantedAtOnce, _count);
+            _areLoaded.wait_for(lock, patience, [this] { return _loaded >= _wanted; });
+            _wanted = _taken + 1;
+            _areLoaded.wait(lock, [this] { return _loaded >= _wanted || (_cancel && _begun == _taken); });
+            _wanted = nothing;
+        }
+        _known = _loaded;
     }
 
     void _Run() {
         std::unique_lock lock(_mutex);
         while (true) {
-            _changed.wait(lock, [this] { return _IsOver() || _begun < _taken + _batches.size(); });
+            _mayLoad.wait(lock, [this] { return _IsOver() || _begun < _handedOver + window; });
             if (_IsOver())
-                return;
+                break;
             const size_t number = _begun++;
             lock.unlock();
-            Batch loaded = _LoadBatch(number * batchSize);
+            Item item = _LoadItem(number);
             lock.lock();
-            _batches[number % _batches.size()] = std::move(loaded);
-            if (number == _taken)
-                _changed.notify_all();
+            _slots[number % window] = std::move(item);
+            while (_loaded < _begun && _slots[_loaded % window])
+                ++_loaded;
+            if (_loaded >= _wanted)
+                _areLoaded.notify_one();
         }
+        _areLoaded.notify_one();
     }
 
-    bool _IsOver() const { return _isStopped || _begun * batchSize >= _count; }
-
-    Batch _LoadBatch(size_t first) const {
-        Batch batch;
-        for (size_t number = first; number < std::min(first + batchSize, _count) && !_isStopped; ++number)
-            batch.push_back(_LoadItem(number));
-        return batch;
-    }
+    bool _IsOver() const { return _isStopped || _cancel || _begun == _count; }
 
     Item _LoadItem(size_t number) const {
         try {
@@ -102,20 +136,26 @@ private:
     }
 
     const size_t _count;
+    const std::atomic<bool>& _cancel;
     const Load _load;
-    std::atomic<bool> _isStopped{false};
 
-    std::mutex _mutex; // guards the four below; the two counters are of batches
-    std::condition_variable _changed;
-    size_t _begun = 0;
+    // The caller's own: how many items it has taken, knows to be loaded, and has told the threads to have taken.
     size_t _taken = 0;
-    std::array<Batch, 8> _batches;
+    size_t _known = 0;
+    size_t _lastTold = 0;
 
-    // The caller's own.
-    Batch _current;
+    Locks::Mutex _mutex; // guards what follows, but for the slots of items that are known to be loaded
+    std::condition_variable_any _mayLoad;
+    std::condition_variable_any _areLoaded;
+    bool _isStopped = false;
+    size_t _begun = 0;
+    size_t _loaded = 0; ///< without a gap
     size_t _handedOver = 0;
+    /// The caller sleeps until so many are loaded.
+    size_t _wanted = nothing;
+    std::vector<std::optional<Item>> _slots;
 
-    std::array<std::thread, 4> _threads;
+    std::vector<std::thread> _threads;
 };
 
 } // namespace JobsManagerD

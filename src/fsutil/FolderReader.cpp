@@ -1,5 +1,7 @@
 #include "fsutil/FolderReader.h"
 
+#include "fsutil/SystemCalls.h"
+
 #include <cerrno>
 #include <fcntl.h>
 
@@ -44,7 +46,7 @@ const FolderEntry* FolderReader::Next() {
 }
 
 bool FolderReader::_List() {
-    const ssize_t length = getdents64(_folder.Get(), _listed.data(), _listed.size());
+    const ssize_t length = systemCalls.list(_folder.Get(), _listed.data(), _listed.size());
     if (length < 0)
         throw fs::filesystem_error("directory iterator cannot advance", LastError());
     _next = 0;

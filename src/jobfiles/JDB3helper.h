@@ -1,23 +1,20 @@
 #pragma once
 
-#include "jobfiles/JDB3JobFields.h"
+#include "jobfiles/JDB3Tables.h"
+#include "jobfiles/SqliteReader.h"
 
 #include <initializer_list>
-#include <memory>
 #include <string>
 #include <vector>
-
-struct sqlite3;
-struct sqlite3_stmt;
 
 namespace JobsManagerD {
 
 /// Reads one job database of the earlier generation: opened read-only, read by a fixed set of statements, closed. The
-/// file stays byte for byte as it is, and nothing is left beside it. What the database holds is a stranger's: views are
-/// refused, and time and memory are bounded.
+/// file stays byte for byte as it is, and nothing is left beside it.
 ///
-/// Each operation gives true for success and has logged its failure. One helper is for one thread; helpers on several
-/// threads are independent. The end of the helper closes a database that is still open.
+/// Each operation gives true for success and has logged its failure. A database that takes more time or memory than any
+/// real one is refused as a whole, with a log line. One helper is for one thread; helpers on several threads are
+/// independent. The end of the helper closes a database that is still open.
 class JDB3helper {
 public:
     explicit JDB3helper(std::string path);
@@ -33,25 +30,16 @@ public:
     /// Reads all but the counts of bookmarks and the location.
     bool ExtractJobFields();
 
-    const JDB3JobFields& Fields() const { return _fields; }
+    const JDB3JobFields& Fields() const { return _tables.Fields(); }
 
 private:
-    struct CloseDatabase {
-        void operator()(sqlite3* database) const;
-    };
-    struct FinalizeStatement {
-        void operator()(sqlite3_stmt* statement) const;
-    };
     struct JDB3Statement {
         int32_t key;
         const char* sql;
-        std::unique_ptr<sqlite3_stmt, FinalizeStatement> prepared;
+        const char* table;
+        SqliteStatement prepared;
     };
-    template <typename Record>
-    struct Column;
-    struct Columns;
 
-    void _Restrict();
     JDB3Statement* _FindStatement(int32_t key);
     bool _PrepareStatement(int32_t key);
     bool _PrepareStatements(const char* method, std::initializer_list<int32_t> keys);
@@ -61,41 +49,14 @@ private:
 
     bool ExecuteStatement(int32_t key);
     bool ExecuteStatements(std::initializer_list<int32_t> keys);
-    bool _ReadRows(const JDB3Statement& statement);
+    bool _ReadRows(JDB3Statement& statement);
     bool _Execute(const char* command);
-    void _RecordColumnNames(sqlite3_stmt* statement);
-    bool _ParseRecordRow(const JDB3Statement& statement);
-    void _CountBookmark(sqlite3_stmt* row);
-    template <typename Record>
-    void _ReadColumns(sqlite3_stmt* row, const std::vector<Column<Record>>& columns, Record& record);
-    template <typename Record>
-    void _AppendRecord(sqlite3_stmt* row, const std::vector<Column<Record>>& columns, std::vector<Record>& records);
-
-    // The getters leave the value as it is when there is no such column, which is logged.
-    int _GetFieldColumnIndex(const char* name) const;
-    int _FindColumn(sqlite3_stmt* row, const char* name, const char* getterOfStatementLine,
-                    const char* getterOfFieldLine, const char* ending = "") const;
-    /// A missing column gives the epoch; text that is no date is passed over.
-    bool GetDate(sqlite3_stmt* row, const char* name, std::tm& value);
-    bool GetInt64(sqlite3_stmt* row, const char* name, int64_t& value);
-    bool GetInt(sqlite3_stmt* row, const char* name, int32_t& value);
-    bool GetDouble(sqlite3_stmt* row, const char* name, double& value);
-    /// NULL gives the empty text.
-    bool GetString(sqlite3_stmt* row, const char* name, std::string& value);
-    /// A blob of 16 bytes in its text form of 36 characters.
-    bool GetUuid(sqlite3_stmt* row, const char* name, std::string& value);
 
     const std::string _path;
-    /// Processor time of this thread when the database was opened.
-    time_t _startSecond = 0;
-    /// Before the statements, which go first.
-    std::unique_ptr<sqlite3, CloseDatabase> _database;
+    SqliteReader _database;
+    /// Go before the database does.
     std::vector<JDB3Statement> _statements;
-    /// Of the result set that is being read.
-    std::vector<std::string> _columnNames;
-    JDB3JobFields _fields;
-    /// What the records and their texts take in memory.
-    size_t _bytesRead = 0;
+    JDB3Tables _tables;
 };
 
 } // namespace JobsManagerD

@@ -15,10 +15,13 @@
 namespace JobsManagerD {
 namespace {
 
-/// As many as a job's counters can tell. Segments of one number share their bookmarks, so that a small database could
-/// ask for far more.
+// What a job takes that is made of a database: more refuses the database as a whole. Segments of one number share their
+// bookmarks, and items the folder of their segment and the source and position of the job, so that a small database
+// could ask for far more than it holds.
+
+/// As many as a job's counters can tell.
 constexpr size_t mostMedia = 65'535;
-/// Of their texts in all: items share the segment's folder and the job's source.
+/// Bytes of the texts of all media.
 constexpr size_t mostMediaBytes = 64 * 1024 * 1024;
 
 // Texts ---------------------------------------------------------------------------------------------------------------
@@ -303,33 +306,41 @@ std::shared_ptr<Media> MapBookmark(const JDB3Bookmark& bookmark, const JDB3Segme
     return item;
 }
 
-size_t BytesOf(const Media& item) {
-    size_t bytes = item.notes.size() + item.privateNotes.size() + item.source.model.size() + item.source.serial.size() +
-                   item.source.version.size();
-    for (const MediaFile& file : item.files)
-        bytes += file.name.size();
-    return bytes;
+using BookmarksOfSegments = std::unordered_map<int32_t, std::vector<const JDB3Bookmark*>>;
+
+BookmarksOfSegments GroupBySegment(const std::vector<JDB3Bookmark>& bookmarks) {
+    BookmarksOfSegments groups;
+    for (const JDB3Bookmark& bookmark : bookmarks)
+        groups[bookmark.SegmentId].push_back(&bookmark);
+    return groups;
 }
 
-void MapMedia(const JDB3JobFields& fields, Job& job) {
-    std::unordered_map<int32_t, std::vector<const JDB3Bookmark*>> bookmarksOfSegment;
-    for (const JDB3Bookmark& bookmark : fields.bookmarks)
-        bookmarksOfSegment[bookmark.SegmentId].push_back(&bookmark);
+/// Roughly what an item's own texts take.
+size_t BytesOf(const JDB3Bookmark& bookmark, const JDB3Segment& segment) {
+    constexpr size_t mostFiles = std::size(recordingFiles);
+    return bookmark.Note.size() + bookmark.PrivateNote.size() + 2 * bookmark.VideoPath.size() +
+           bookmark.ImagePath.size() + bookmark.DataPath.size() + mostFiles * segment.RelativePath.size();
+}
 
-    size_t visited = 0;
+/// `bytesFromJob` is what each item takes over from the job.
+bool DoMediaFit(const JDB3JobFields& fields, BookmarksOfSegments& bookmarks, size_t bytesFromJob) {
+    size_t count = 0;
     size_t bytes = 0;
     for (const JDB3Segment& segment : fields.segments) {
-        for (const JDB3Bookmark* bookmark : bookmarksOfSegment[segment.Id]) {
-            if (++visited > mostMedia || bytes > mostMediaBytes) {
-                syslog(LOG_ERR, "JobFileHandlerJDB3::mapJDB3toRuvoJob - Too many bookmarks. Dropping the rest");
-                return;
-            }
-            if (std::shared_ptr<Media> item = MapBookmark(*bookmark, segment, job)) {
-                bytes += BytesOf(*item);
-                job.AddMediaItem(std::move(item));
-            }
+        for (const JDB3Bookmark* bookmark : bookmarks[segment.Id]) {
+            bytes += bytesFromJob + BytesOf(*bookmark, segment);
+            if (++count > mostMedia || bytes > mostMediaBytes)
+                return false;
         }
     }
+    return true;
+}
+
+void MapMedia(const JDB3JobFields& fields, BookmarksOfSegments& bookmarks, Job& job) {
+    for (const JDB3Segment& segment : fields.segments)
+        for (const JDB3Bookmark* bookmark : bookmarks[segment.Id])
+            if (std::shared_ptr<Media> item = MapBookmark(*bookmark, segment, job))
+                job.AddMediaItem(std::move(item));
 }
 
 // The job -------------------------------------------------------------------------------------------------------------
@@ -356,12 +367,16 @@ jobFileOpRtn_e _MapJDB3toRuvoSummary(const JDB3JobFields& fields, Job& job) {
         syslog(LOG_ERR, "JobFileHandlerJDB3::_MapJDB3toRuvoSummary - Invalid summary fields found");
         return JOBFILE_OP_MISSING_FIELDS;
     }
-    const auto count = [](int32_t number) { return static_cast<uint16_t>(number); };
+    const int64_t media = int64_t{fields.nAutolog} + fields.nImage + fields.nAudioImage + fields.nVideo;
+    if (media > int64_t{mostMedia}) {
+        syslog(LOG_ERR, "JobFileHandlerJDB3::_MapJDB3toRuvoSummary - Too many bookmarks");
+        return JOBFILE_OP_FS_ERROR;
+    }
+    const auto count = [](int64_t number) { return static_cast<uint16_t>(number); };
     JobSummary summary = MapCommonFields(fields, job);
     summary.position = PositionOf(fields.Latitude, fields.Longitude);
-    summary.jobSize = static_cast<uint64_t>(fields.JobSize);
-    summary.mediaCounts = {count(fields.nAutolog + fields.nImage + fields.nAudioImage + fields.nVideo),
-                           count(fields.nAutolog), count(fields.nImage), count(fields.nAudioImage),
+    summary.jobSize = static_cast<uint64_t>(std::max<int64_t>(fields.JobSize, 0));
+    summary.mediaCounts = {count(media), count(fields.nAutolog), count(fields.nImage), count(fields.nAudioImage),
                            count(fields.nVideo)};
     job.SetSummary(std::move(summary));
     return JOBFILE_OP_SUCCEEDED;
@@ -373,6 +388,12 @@ bool IsOtherJob(const JDB3JobFields& fields, const Job& job) {
     return !id.empty() && id != fields.UniqueId;
 }
 
+/// Of the texts that each media item takes over from the job.
+size_t BytesSharedBy(const JobSummary& job) {
+    return job.source.model.size() + job.source.serial.size() + job.source.version.size() +
+           job.position.latitude.size() + job.position.longitude.size();
+}
+
 jobFileOpRtn_e mapJDB3toRuvoJob(const JDB3JobFields& fields, Job& job) {
     if (!HasRequiredFields(fields) || IsOtherJob(fields, job)) {
         syslog(LOG_ERR, "JobFileHandlerJDB3::mapJDB3toRuvoJob - Invalid fields found");
@@ -381,11 +402,16 @@ jobFileOpRtn_e mapJDB3toRuvoJob(const JDB3JobFields& fields, Job& job) {
     const Address location = FindLocation(fields);
     JobSummary summary = MapCommonFields(fields, job);
     summary.position = location.position;
+    BookmarksOfSegments bookmarks = GroupBySegment(fields.bookmarks);
+    if (!DoMediaFit(fields, bookmarks, BytesSharedBy(summary))) {
+        syslog(LOG_ERR, "JobFileHandlerJDB3::mapJDB3toRuvoJob - Too many bookmarks");
+        return JOBFILE_OP_FS_ERROR;
+    }
     job.ClearDetails();
     job.SetSummary(std::move(summary));
     // The media lie in the job folder itself.
     job.SetMediaFolder("");
-    MapMedia(fields, job);
+    MapMedia(fields, bookmarks, job);
     if (const auto& media = job.Details().media; !media.empty())
         job.SetModifiedTime(media.back()->timestamp.modifiedTime);
     MapPeople(fields, location, job);

@@ -1,11 +1,12 @@
 #include "jobfiles/JobFileHandlerJSON.h"
 
-#include "fsutil/SafeFileWrite.h"
 #include "jobfiles/FastSummary.h"
 #include "jobfiles/JobFileValidators.h"
 #include "jobfiles/SafeJobOpen.h"
 #include "jobs/Job.h"
+#include "jobs/JobFolder.h"
 #include "jobs/Scramble.h"
+#include "jobs/TextFields.h"
 #include "jobs/ValuesJson.h"
 
 #include <algorithm>
@@ -20,25 +21,31 @@ std::string TextOrNothing(const json& value, const char* key) {
     return HasKey(value, key) ? value[key].get<std::string>() : std::string();
 }
 
-std::optional<int32_t> NumberOrNothing(const json& value, const char* key) {
-    return HasKey(value, key) ? std::optional(JsonNumber<int32_t>(value[key])) : std::nullopt;
+std::optional<int32_t> AngleOrNothing(const json& value, const char* key) {
+    const bool isNothing = !HasKey(value, key) || value[key].is_null() || value[key].is_boolean();
+    return isNothing ? std::nullopt : std::optional(JsonNumber<int32_t>(value[key]));
 }
 
 Position PositionOrNothing(const json& value) {
     return HasKey(value, "position") ? PositionFromJson(value["position"]) : Position();
 }
 
-std::string PrivateNotesOrNothing(const json& value, const std::string& id) {
-    if (!HasKey(value, "privateNotes"))
-        return {};
+std::string ReadText(const json& value, TextForm form, const std::string& id) {
+    if (form == TextForm::data)
+        return JsonValueAsText(value);
+    if (form == TextForm::plain)
+        return value.get<std::string>();
     std::vector<uint8_t> bytes;
-    for (const json& byte : value["privateNotes"])
+    for (const json& byte : value)
         bytes.push_back(JsonNumber<uint8_t>(byte));
     return UnscrambleBytes(bytes, id);
 }
 
-std::string UserDataOrNothing(const json& value) {
-    return HasKey(value, "userData") ? JsonValueAsText(value["userData"]) : std::string();
+template <typename Owner, size_t count>
+void ReadTextFields(const json& value, const TextField<Owner> (&fields)[count], const std::string& id, Owner& owner) {
+    for (const TextField<Owner>& field : fields)
+        if (HasKey(value, field.key))
+            owner.*field.text = ReadText(value[field.key], field.form, id);
 }
 
 JobSummary ReadSummary(const json& document) {
@@ -58,17 +65,15 @@ JobSummary ReadSummary(const json& document) {
 
 JobDetails ReadDetails(const json& document, const std::string& jobId) {
     JobDetails details;
-    details.mediaFolder = HasKey(document, "mediaFolder") ? document["mediaFolder"].get<std::string>() : "media";
-    details.notes = TextOrNothing(document, "notes");
-    details.privateNotes = PrivateNotesOrNothing(document, jobId);
+    details.mediaFolder =
+        HasKey(document, "mediaFolder") ? document["mediaFolder"].get<std::string>() : JobFolder::defaultMediaFolder;
+    ReadTextFields(document, jobTextFields, jobId, details);
     if (HasKey(document, "address"))
         details.address = AddressFromJson(document["address"]);
     if (HasKey(document, "customer"))
         details.customer = ContactFromJson(document["customer"]);
-    details.userData = UserDataOrNothing(document);
-    if (HasKey(document, "contacts") && document["contacts"].is_array())
-        for (const json& contact : document["contacts"])
-            details.contacts.push_back(ContactFromJson(contact));
+    if (HasArray(document, "contacts") || HasObject(document, "contacts"))
+        details.contacts = ContactsFromJson(document["contacts"]);
     return details;
 }
 
@@ -88,13 +93,12 @@ MediaRecord ReadMediaRecord(const json& value) {
     MediaRecord record;
     record.type = MediaTypeFromKeyword(value["type"].get<std::string>());
     record.id = value["id"].get<std::string>();
-    record.name = TextOrNothing(value, "name");
     record.timestamp = TimestampFromJson(value["timestamp"]);
     record.source = SourceFromJson(value["source"]);
     record.files = ReadFiles(value["files"]);
     record.position = PositionOrNothing(value);
-    record.cameraRollAngle = NumberOrNothing(value, "cameraRollAngle");
-    record.cameraInclinometerAngle = NumberOrNothing(value, "cameraInclinometerAngle");
+    record.cameraRollAngle = AngleOrNothing(value, "cameraRollAngle");
+    record.cameraInclinometerAngle = AngleOrNothing(value, "cameraInclinometerAngle");
     if (HasKey(value, "distance"))
         record.distance = ReelDistanceFromJson(value["distance"]);
     record.isIncludedInReport = value["isIncludedInReport"].get<bool>();
@@ -124,9 +128,7 @@ std::shared_ptr<Media> ParseMedia(const json& value) {
                value["type"].get_ref<const std::string&>().c_str());
         return nullptr;
     }
-    item->notes = TextOrNothing(value, "notes");
-    item->privateNotes = PrivateNotesOrNothing(value, item->id);
-    item->userData = UserDataOrNothing(value);
+    ReadTextFields(value, mediaTextFields, item->id, *item);
     return item;
 }
 
@@ -155,17 +157,35 @@ void ReadMedia(const json& document, Job& job) {
     }
 }
 
+/// False for a text that could be written but not read again.
+bool MayBeSaved(const std::string& text) {
+    return text.size() <= largeJobFile || DocumentSize(text) <= largestDocument;
+}
+
+ParseJobText ParseInto(json& document) {
+    return [&document](const std::string& text) { document = ParseJson(text); };
+}
+
+std::shared_ptr<JobFileBytes> FilesOfNoCard() {
+    static const auto files = std::make_shared<JobFileBytes>();
+    return files;
+}
+
 } // namespace
 
+JobFileHandlerJSON::JobFileHandlerJSON() : JobFileHandlerJSON(FilesOfNoCard()) {}
+
 jobFileOpRtn_e JobFileHandlerJSON::ParseJobFileSummary(Job& job) const try {
+    JobText bytes;
     std::optional<JobSummary> summary;
     json document;
     const auto parse = [&summary, &document](std::string& text) {
-        summary = ReadSummaryFast(text);
+        if (text.size() <= largeJobFile)
+            summary = ReadSummaryFast(text);
         if (!summary)
-            document = ParseJson(text);
+            document = ParseJson(text, IsSummaryKey);
     };
-    if (SafeJobOpen(job.JobFilePath(), parse) != JOBFILE_OP_SUCCEEDED)
+    if (SafeJobOpen(*_files, job.JobFilePath(), bytes, parse) != JOBFILE_OP_SUCCEEDED)
         return JOBFILE_OP_FS_ERROR;
     if (!summary && !HasValidSummaryFields(document)) {
         syslog(LOG_ERR, "JobFileHandlerJSON::ParseJobFileSummary - Valid job summary fields check failed");
@@ -179,8 +199,9 @@ jobFileOpRtn_e JobFileHandlerJSON::ParseJobFileSummary(Job& job) const try {
 }
 
 jobFileOpRtn_e JobFileHandlerJSON::ParseJobFile(Job& job) const try {
+    JobText bytes;
     json document;
-    if (SafeJobOpen(job.JobFilePath(), document) != JOBFILE_OP_SUCCEEDED)
+    if (SafeJobOpen(*_files, job.JobFilePath(), bytes, ParseInto(document)) != JOBFILE_OP_SUCCEEDED)
         return JOBFILE_OP_FS_ERROR;
     if (!HasValidJobFields(document)) {
         syslog(LOG_ERR, "JobFileHandlerJSON::ParseJobFile - Valid job fields check failed");
@@ -198,8 +219,8 @@ jobFileOpRtn_e JobFileHandlerJSON::ParseJobFile(Job& job) const try {
 
 jobFileOpRtn_e JobFileHandlerJSON::UpdateJobFile(const Job& job) const {
     const std::string path = job.JobFilePath();
-    const std::lock_guard lock(JobFileLock(path));
-    if (!SafeFileWrite(path, CompactDump(job.ToJson(JSON_MODE_FILE)))) {
+    const std::string text = job.JSONstring(JSON_MODE_FILE);
+    if (!MayBeSaved(text) || !_files->Write(path, text)) {
         syslog(LOG_ERR, "%s: Failed to update job file %s", "UpdateJobFile", path.c_str());
         return JOBFILE_OP_FS_ERROR;
     }
@@ -208,7 +229,8 @@ jobFileOpRtn_e JobFileHandlerJSON::UpdateJobFile(const Job& job) const {
 }
 
 jobFileOpRtn_e JobFileHandlerJSON::ExtractJobJson(const Job& job, json& document) const {
-    const jobFileOpRtn_e result = SafeJobOpen(job.JobFilePath(), document);
+    JobText bytes;
+    const jobFileOpRtn_e result = SafeJobOpen(*_files, job.JobFilePath(), bytes, ParseInto(document));
     if (result == JOBFILE_OP_SUCCEEDED)
         return JOBFILE_OP_SUCCEEDED;
     syslog(LOG_ERR, "JobFileHandlerJSON::ExtractJobJson - Failed to parse job file : %s", JobFileOpText(result));

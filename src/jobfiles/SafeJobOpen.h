@@ -1,27 +1,22 @@
 #pragma once
 
 #include "codes/ReturnCodes.h"
+#include "jobfiles/JobFileBytes.h"
 
 #include <functional>
-#include <mutex>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
 namespace JobsManagerD {
 
-/// Makes of the text of a job file what its caller wants; it may alter the text. Throws nlohmann::json::exception for
-/// a text that is no JSON.
+/// Makes of the text of a job file what its caller wants; it may extend the text and has to restore it. Throws
+/// nlohmann::json::exception for a text that is no JSON.
 using ParseJobText = std::function<void(std::string& text)>;
 
-/// The one place that reads a JSON job file. A file that does not parse is replaced by its backup, when that does, and
-/// the backup is made anew; so a reading may write. JOBFILE_OP_SUCCEEDED, or JOBFILE_OP_FS_ERROR when nothing has been
-/// parsed, or the putting back of the backup has failed.
-jobFileOpRtn_e SafeJobOpen(const std::string& path, const ParseJobText& parse);
-/// For all that the file holds. `document` stays as it was when nothing has been parsed.
-jobFileOpRtn_e SafeJobOpen(const std::string& path, nlohmann::json& document);
-
-/// Held while a job file is read or rewritten, so that a reader on another thread neither meets half a file nor takes
-/// it for broken and puts the backup in its place. A leaf lock; one of a few, chosen by the path.
-std::mutex& JobFileLock(const std::string& path);
+/// The one place that reads a JSON job file for its job. A file that does not parse, or cannot be read to its end, is
+/// replaced by its backup, when that does, and the backup is made anew; so a reading may write. JOBFILE_OP_SUCCEEDED,
+/// or JOBFILE_OP_FS_ERROR when nothing has been parsed. No lock is held while `parse` runs. `bytes` has the text that
+/// was parsed last, and the turn that goes with it.
+jobFileOpRtn_e SafeJobOpen(JobFileBytes& files, const std::string& path, JobText& bytes, const ParseJobText& parse);
 
 } // namespace JobsManagerD

@@ -2,6 +2,7 @@
 
 #include "fsutil/Paths.h"
 #include "fsutil/Times.h"
+#include "jobs/JobFolder.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -9,12 +10,6 @@
 #include <syslog.h>
 
 namespace JobsManagerD {
-namespace {
-
-constexpr const char* defaultMediaFolder = "media";
-
-} // namespace
-
 uint64_t TimeSortKey(const std::string& utcTime) {
     constexpr std::string_view form = "dddd-dd-ddTdd:dd:ddZ";
     if (utcTime.size() != form.size())
@@ -41,6 +36,11 @@ JobSummary Job::Summary() const {
 
 void Job::SetSummary(JobSummary summary) {
     ChangeSummary([&summary](JobSummary& present) { present = std::move(summary); });
+}
+
+void Job::TakeOver(const Job& found) {
+    SetJobFilePath(found.JobFilePath());
+    SetSummary(found.Summary());
 }
 
 std::string Job::Id() const {
@@ -74,16 +74,14 @@ void Job::SetJobFilePath(const std::string& path) {
 
 std::string Job::JobFolderPath() const { return DirectoryPart(JobFilePath()); }
 
-std::string Job::DefaultMediaFolderPath() const { return JobFolderPath() + "/" + defaultMediaFolder; }
+std::string Job::DefaultMediaFolderPath() const { return JobFolderPath() + "/" + JobFolder::defaultMediaFolder; }
 
-std::string Job::MediaFolderPath() const {
-    const std::string& mediaFolder = Details().mediaFolder;
-    return mediaFolder.empty() ? JobFolderPath() : JobFolderPath() + "/" + mediaFolder;
-}
+std::string Job::MediaFolderPath() const { return JobFolder(JobFolderPath()).MediaFolder(MediaFolder()); }
 
 std::string Job::GetPathRelativeToMediaFolder(const std::string& path) const {
     const std::string base = MediaFolderPath();
-    if (!path.starts_with(base)) {
+    const bool liesInIt = path.starts_with(base) && (path.size() == base.size() || path[base.size()] == '/');
+    if (!liesInIt) {
         syslog(LOG_ERR, "Job::GetPathRelativeToMediaFolder - File path %s is not under mediaFolderPath %s",
                path.c_str(), base.c_str());
         return path;

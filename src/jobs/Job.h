@@ -1,5 +1,6 @@
 #pragma once
 
+#include "codes/Mutex.h"
 #include "jobs/Media.h"
 #include "jobs/Values.h"
 
@@ -70,12 +71,12 @@ public:
     Job(const Job&) = delete;
     Job& operator=(const Job&) = delete;
 
-    /// Taken by `ManagedDevice` around opening and removal; never taken by the job itself.
-    std::mutex& Lock() { return _lock; }
+    /// Taken by `ManagedDevice` around opening, conversion and removal; never taken by the job itself.
+    Locks::TimedMutex& Lock() RETURN_CAPABILITY(_lock) { return _lock; }
 
     /// Held by the main thread while it works on the details of an open job, against a task that closes the job
     /// meanwhile. `ClearDetails` takes it.
-    std::mutex& DetailsLock() { return _detailsLock; }
+    Locks::Mutex& DetailsLock() RETURN_CAPABILITY(_detailsLock) { return _detailsLock; }
 
     bool IsOpen() const { return _isOpen; }
     void SetOpen(bool open) { _isOpen = open; }
@@ -91,6 +92,8 @@ public:
         _modifiedKey = TimeSortKey(_summary.timestamp.modifiedTime);
     }
     void SetSummary(JobSummary summary);
+    /// The file and the summary of the same job as it was read anew.
+    void TakeOver(const Job& found);
     std::string Id() const;
     std::string Version() const;
     bool IsLocked() const;
@@ -183,7 +186,11 @@ public:
 
     nlohmann::json SummaryToJson(jsonMode mode) const;
     nlohmann::json ToJson(jsonMode mode) const;
-    std::string SummaryJSONstring() const;
+    /// The members alone, for a caller that adds some.
+    void WriteSummaryMembers(JsonText& text, jsonMode mode) const;
+    void WriteMembers(JsonText& text, jsonMode mode) const;
+    std::string SummaryJSONstring(jsonMode mode = JSON_MODE_CLIENT) const;
+    std::string JSONstring(jsonMode mode) const;
     std::string AddressJSONstring() const;
     std::string CustomerJSONstring() const;
     jobRtn_e ContactJSONstring(uint8_t id, std::string& text) const;
@@ -191,7 +198,6 @@ public:
 
 private:
     jobRtn_e _UpdateMediaItemFileSizes(Media& item, bool& changed, bool reconcile);
-    uint8_t _NextContactId() const;
 
     // First in the object, where sorting a list of jobs finds them in one cache line.
     std::atomic<uint64_t> _createKey{0};
@@ -199,7 +205,7 @@ private:
     std::atomic<bool> _isOpen{false};
     std::atomic<bool> _isSynced{false};
     bool _hasDefaultName = false;
-    std::mutex _lock;
+    Locks::TimedMutex _lock;
 
     mutable std::mutex _summaryLock; // guards the two below
     std::string _jobFilePath;
@@ -207,7 +213,7 @@ private:
 
     /// Allocated when the job is opened: a summary does not pay for it.
     std::unique_ptr<JobDetails> _details;
-    std::mutex _detailsLock;
+    Locks::Mutex _detailsLock;
 };
 
 } // namespace JobsManagerD

@@ -46,8 +46,7 @@ bool HasValidFieldsForNewContact(const json& value) { return HasValidContactFiel
 
 } // namespace
 
-uint8_t Job::_NextContactId() const {
-    const auto& contacts = Details().contacts;
+uint8_t NextContactId(const std::vector<Contact>& contacts) {
     if (contacts.empty())
         return 1;
     const auto highest = std::ranges::max(contacts, {}, &Contact::id).id;
@@ -78,7 +77,7 @@ jobRtn_e Job::AddContact(Contact& contact) {
         syslog(LOG_ERR, "Job::AddContact - Contact list full.  Maximum list size is 255 entries.");
         return JOB_RTN_LIST_FULL;
     }
-    contact.id = _NextContactId();
+    contact.id = NextContactId(Details().contacts);
     Details().contacts.push_back(contact);
     return JOB_RTN_SUCCEEDED;
 }
@@ -156,7 +155,9 @@ jobRtn_e Job::AddContactByJSONstring(const std::string& text, uint8_t& id) {
 }
 
 jobRtn_e Job::UpdateContactByJSONstring(const std::string& text) {
-    const auto hasValidFields = [](const json& value) { return HasValidContactFields(value, true); };
+    const auto hasValidFields = [](const json& value) {
+        return HasValidContactFields(value, true) && IsContactId(value["id"]);
+    };
     return ApplyText(text, "UpdateContactByJSONstring", "contact", hasValidFields,
                      [this](const json& value) { return UpdateContact(ContactFromJson(value)); });
 }

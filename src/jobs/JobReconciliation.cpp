@@ -2,22 +2,21 @@
 #include "fsutil/GuardedFs.h"
 #include "fsutil/HiddenFiles.h"
 #include "fsutil/Paths.h"
+#include "fsutil/Sync.h"
 #include "fsutil/Times.h"
 #include "jobs/Job.h"
+#include "jobs/JobFolder.h"
 
 #include <filesystem>
+#include <set>
 #include <sstream>
 #include <syslog.h>
+#include <system_error>
 
 namespace fs = std::filesystem;
 
 namespace JobsManagerD {
 namespace {
-
-/// The marker with which another service says that an audio or video file cannot be played.
-std::string IgnoreMarkerPath(const std::string& path) {
-    return DirectoryPart(path) + "/." + fs::path(path).stem().string() + ".mp4-ignore";
-}
 
 bool Exists(const std::string& path) {
     bool error = false;
@@ -28,13 +27,13 @@ mediaFileState_e StateOnMedium(const MediaFile& file, const std::string& path, b
     if (file.size == 0)
         return isOnMedium && Exists(path) ? MEDIA_FILE_STATE_EMPTY : MEDIA_FILE_STATE_NOT_PRESENT;
     const bool isPlayed = file.type == MEDIA_FILE_AUDIO || file.type == MEDIA_FILE_VIDEO;
-    return isPlayed && Exists(IgnoreMarkerPath(path)) ? MEDIA_FILE_STATE_UNPLAYABLE : file.state;
+    return isPlayed && Exists(JobFolder::IgnoreMarker(path)) ? MEDIA_FILE_STATE_UNPLAYABLE : file.state;
 }
 
 } // namespace
 
 bool Job::ConvertBrokenFileArtefacts() {
-    const std::string recStatPath = JobFolderPath() + "/recStat";
+    const std::string recStatPath = JobFolder(JobFolderPath()).RecordingStatus();
     if (!Exists(recStatPath))
         return false;
     std::string contents;
@@ -43,28 +42,31 @@ bool Job::ConvertBrokenFileArtefacts() {
         return false;
     }
 
-    bool created = false;
+    std::set<std::string> markedFolders;
     try {
         const fs::path root = DirectoryPart(JobFolderPath());
         std::istringstream lines(contents);
         for (std::string line; std::getline(lines, line);) {
             if (line.empty())
                 continue;
-            const std::string marker = "." + fs::path(line).stem().string() + ".mp4-recActive";
-            const std::string markerPath = root / fs::path(line).parent_path() / marker;
+            const std::string markerPath = JobFolder::RecordingMarker(root / line);
             if (MayChange(markerPath) && CreateHiddenFile(markerPath))
-                created = true;
+                markedFolders.insert(DirectoryPart(markerPath));
             else
                 syslog(LOG_ERR, "Job::ConvertBrokenFileArtefacts - Failed to create %s for recStat entry %s",
                        markerPath.c_str(), line.c_str());
         }
+        // As long as a marker may be lost, the file that it comes from is kept.
+        for (const std::string& folder : markedFolders)
+            if (const std::error_code failure = SyncFolder(folder))
+                throw std::system_error(failure, folder);
         bool error = false;
         TryFsRemove(recStatPath, error);
     } catch (const std::exception& exception) {
         syslog(LOG_ERR, "Job::ConvertBrokenFileArtefacts - Error processing %s: %s", recStatPath.c_str(),
                exception.what());
     }
-    return created;
+    return !markedFolders.empty();
 }
 
 jobRtn_e Job::_UpdateMediaItemFileSizes(Media& item, bool& changed, bool reconcile) {

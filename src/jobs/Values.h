@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 // The plain values of which jobs and media are made. Texts are byte strings and never interpreted; an empty text means
 // that the field is not set.
@@ -79,5 +80,9 @@ struct Contact {
 };
 
 constexpr uint32_t companyContactSource = 1;
+
+/// The ID that one more contact gets: above the highest in use, or, when that is 255, the lowest free one above the
+/// lowest in use, else 1.
+uint8_t NextContactId(const std::vector<Contact>& contacts);
 
 } // namespace JobsManagerD

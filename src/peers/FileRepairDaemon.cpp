@@ -12,36 +12,37 @@ constexpr const char* service = "com.corvane.common.FileRepairDaemon1";
 constexpr const char* rootPath = "/com/corvane/common/FileRepairDaemon1";
 constexpr const char* deviceInterface = "com.corvane.common.FileRepairDaemon1.Device";
 
-/// Logs a step that failed with a line that takes its result.
-int32_t Failed(int32_t result, const char* line) {
-    syslog(LOG_ERR, line, result);
-    return result;
-}
+/// A step that failed, in the words of the log, and why.
+struct Failure {
+    const char* step = "sd_bus_open_user failed r = ";
+    const char* end = "";
+    std::string reason;
+};
 
 int32_t Ask(sd_bus* bus, const std::string& objectPath, const std::vector<std::string>& folders,
-            fileRepairDaemonRtn_e& answer) {
+            fileRepairDaemonRtn_e& answer, Failure& failure) {
+    failure = {"sd_bus_message_new_method_call failed, r = ", ".", ""};
     Buslink::Message call;
     int32_t result = sd_bus_message_new_method_call(bus, Buslink::Out(call), service, objectPath.c_str(),
                                                     deviceInterface, "CheckDevice");
     if (result < 0)
-        return Failed(result, "libfilerepairdaemon::FileRepair::CheckDevice: sd_bus_message_new_method_call failed, "
-                              "r = %d.");
+        return result;
     // The service expects the object's own path before the folders.
+    failure = {"write to message failed r = ", "", ""};
     result = Buslink::AppendAll(call.get(), objectPath, folders);
     if (result < 0)
-        return Failed(result, "libfilerepairdaemon::FileRepair::CheckDevice: write to message failed r = %d");
+        return result;
     Buslink::BusError error;
     Buslink::Message reply;
     result = sd_bus_call(bus, call.get(), 0, error, Buslink::Out(reply));
-    if (result < 0) {
-        syslog(LOG_ERR, "libfilerepairdaemon::FileRepair::CheckDevice: sd_bus_call_method failed r = %d, reason = %s",
-               result, error.Text(result).c_str());
+    failure = {"sd_bus_call_method failed r = ", ", reason = ", error.Text(result)};
+    if (result < 0)
         return result;
-    }
+    failure = {"failed reading reply, r = ", ".", ""};
     int32_t code = 0;
     result = Buslink::ReadAll(reply.get(), code);
     if (result < 0)
-        return Failed(result, "libfilerepairdaemon::FileRepair::CheckDevice: failed reading reply, r = %d.");
+        return result;
     answer = static_cast<fileRepairDaemonRtn_e>(code);
     return 0;
 }
@@ -51,10 +52,13 @@ int32_t Ask(sd_bus* bus, const std::string& objectPath, const std::vector<std::s
 int32_t FileRepair::CheckDevice(const std::string& deviceId, fileRepairDaemonRtn_e& result,
                                 const std::vector<std::string>& folders) {
     const std::string objectPath = std::string(rootPath) + "/" + deviceId;
-    const Buslink::PeerConnection bus;
-    if (bus.Result() < 0)
-        return Failed(bus.Result(), "libfilerepairdaemon::FileRepair::CheckDevice: sd_bus_open_user failed r = %d");
-    return Buslink::PeerConnection::Checked(Ask(bus.Get(), objectPath, folders, result));
+    Failure failure;
+    const int32_t called =
+        Buslink::PeerConnection::With([&](sd_bus* bus) { return Ask(bus, objectPath, folders, result, failure); });
+    if (called < 0)
+        syslog(LOG_ERR, "libfilerepairdaemon::FileRepair::CheckDevice: %s%d%s%s", failure.step, called, failure.end,
+               failure.reason.c_str());
+    return called;
 }
 
 } // namespace FileRepairD

@@ -1,5 +1,6 @@
 #include "peers/StorageDaemon.h"
 
+#include "codes/LogLine.h"
 #include "peers/buslink/ObjectManager.h"
 #include "peers/buslink/PeerConnection.h"
 #include "peers/buslink/Wire.h"
@@ -16,15 +17,21 @@ constexpr const char* rootPath = "/com/corvane/common/StorageDaemon1";
 constexpr const char* rootInterface = service;
 constexpr const char* deviceInterface = "com.corvane.common.StorageDaemon1.Device";
 
-/// Reads a property; a failure is logged with `message`, which takes the caller's signature and the reason.
+/// Reads a property; a failure is logged with the line, which takes the caller's signature and the reason.
 template <typename T>
-int32_t ReadProperty(const std::string& path, const char* interface, const char* name, T& value, const char* message,
-                     const char* caller) {
+int32_t ReadProperty(const std::string& path, const char* interface, const char* name, T& value,
+                     JobsManagerD::LogLine<const char*, const char*> line, const char* caller) {
     std::string error;
     const int32_t result = buslink_utils::GetProperty(nullptr, service, path.c_str(), interface, name, value, error);
     if (result < 0)
-        syslog(LOG_ERR, message, caller, error.c_str());
+        line.Write(LOG_ERR, caller, error.c_str());
     return result;
+}
+
+/// "/mnt/SD1" holds "/mnt/SD1" and "/mnt/SD1/a", but not "/mnt/SD10/a".
+bool LiesIn(const std::string& folder, const std::string& filename) {
+    return filename.starts_with(folder) &&
+           (filename.size() == folder.size() || folder.ends_with('/') || filename[folder.size()] == '/');
 }
 
 StorageDaemonDbusHandler& Handler(void* userData) { return *static_cast<StorageDaemonDbusHandler*>(userData); }
@@ -123,27 +130,28 @@ int32_t StorageDaemonDbusHandler::GetMounted(const std::string& path, bool& moun
 }
 
 int32_t StorageDaemonDbusHandler::GetStorageObjectPaths(std::vector<std::string>& paths) {
-    const Buslink::PeerConnection bus;
-    int32_t result = bus.Result();
     std::vector<buslink_utils::object_manager::ManagedObject> objects;
+    const int32_t result = Buslink::PeerConnection::With([&objects](sd_bus* bus) {
+        objects.clear();
+        return buslink_utils::object_manager::GetManagedObjects(bus, service, rootPath, objects);
+    });
     if (result >= 0)
-        result = buslink_utils::object_manager::GetManagedObjects(bus.Get(), service, rootPath, objects);
-    if (Buslink::PeerConnection::Checked(result) >= 0)
         for (const auto& object : objects)
             paths.push_back(object.path);
     return result;
 }
 
 int32_t StorageDaemonDbusHandler::SetWriteActive(const std::string& path, uint8_t reserved, bool active) {
-    const Buslink::PeerConnection bus;
-    Buslink::BusError error;
-    int32_t result = bus.Result();
-    if (result >= 0)
-        result = sd_bus_call_method(bus.Get(), service, path.c_str(), deviceInterface, "SetWriteActive", error, nullptr,
-                                    "yb", reserved, static_cast<int>(active));
-    if (Buslink::PeerConnection::Checked(result) < 0)
-        syslog(LOG_ERR, "%s: sd_bus_call_method failed r = %d, reason = %s", "SetWriteActive", result,
-               error.Text(result).c_str());
+    std::string reason;
+    const int32_t result = Buslink::PeerConnection::With([&](sd_bus* bus) {
+        Buslink::BusError error;
+        const int called = sd_bus_call_method(bus, service, path.c_str(), deviceInterface, "SetWriteActive", error,
+                                              nullptr, "yb", reserved, static_cast<int>(active));
+        reason = error.Text(called);
+        return called;
+    });
+    if (result < 0)
+        syslog(LOG_ERR, "%s: sd_bus_call_method failed r = %d, reason = %s", "SetWriteActive", result, reason.c_str());
     return result;
 }
 
@@ -157,7 +165,7 @@ int32_t StorageDaemonDbusHandler::GetPathFromFilename(const std::string& filenam
     }
     for (const std::string& path : paths) {
         std::string mountPoint;
-        if (GetMountPoint(path, mountPoint) < 0 || mountPoint.empty() || !filename.starts_with(mountPoint))
+        if (GetMountPoint(path, mountPoint) < 0 || mountPoint.empty() || !LiesIn(mountPoint, filename))
             continue;
         objectPath = path;
         return 0;

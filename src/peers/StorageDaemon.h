@@ -31,7 +31,8 @@ public:
     static int32_t GetStorageObjectPaths(std::vector<std::string>& paths);
     /// Tells the service that the device at `path` is being written, or no longer is.
     static int32_t SetWriteActive(const std::string& path, uint8_t reserved, bool active);
-    /// The storage object whose mount point begins the file name; empty and -1 when there is none.
+    /// The first storage object whose mount point is the file, or holds it; empty and -1 when there is none. Asks one
+    /// question, and one more for each storage object.
     static int32_t GetPathFromFilename(const std::string& filename, std::string& objectPath);
     /// The ID of the device that holds the file. False, with `deviceId` as it was, when none does.
     static bool GetDeviceIdFromFilename(const std::string& filename, std::string& deviceId);

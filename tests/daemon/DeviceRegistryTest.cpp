@@ -1,5 +1,6 @@
 #include "device/ServiceTest.h"
 
+#include <algorithm>
 #include <syslog.h>
 
 using namespace JobsManagerD;
@@ -183,6 +184,10 @@ TEST_F(DeviceRegistryTest, ACardWithoutTheTargetGoesQuietly) {
     const CreatedJob job = CreateJob("Main Street", "front");
     ForgetTraffic();
     Pull("back");
+    const Signal removed = service.Client().WaitForSignal("InterfacesRemoved");
+    EXPECT_NE(std::ranges::find(removed.arguments.values.at(1), "com.corvane.common.JobsManagerDaemon1.Device"),
+              removed.arguments.values.at(1).end())
+        << "from which clients know what has gone: " << removed.Text();
     EXPECT_EQ(Traffic(), Texts{"manager InterfacesRemoved back"});
     EXPECT_EQ(CurrentJobID(), job.id);
 }

@@ -365,5 +365,20 @@ TEST_F(InterfaceTest, CallsForManyJobsAreToldInTheLog) {
         EXPECT_TRUE(Logged(LOG_INFO, std::string(method) + " - rtn = 2"));
 }
 
+TEST_F(InterfaceTest, WhatNoMessageTakesIsRefusedAndTheServiceLivesOn) {
+    const CreatedJob job = CreateJob();
+    CloseJob();
+    EditJobFile(job, [](Json& document) { document["notes"] = std::string(size_t{32} << 20, 'x'); });
+    ForgetTraffic();
+    const auto refusal = [this](const std::string& method, const auto&... arguments) {
+        const Reply reply = Call(method, arguments...);
+        return reply.ErrorName() + ": " + reply.ErrorMessage();
+    };
+    const std::string failed = "org.freedesktop.DBus.Error.Failed: Failed to build ";
+    EXPECT_EQ(refusal("GetJob", "front", job.id), failed + "reply");
+    EXPECT_EQ(refusal("GetJobNotes", "front", job.id), failed + "response");
+    EXPECT_EQ(Text("GetJobName", "front", job.id), CodeAndText(JOBS_RTN_SUCCEEDED, "Main Street"));
+}
+
 } // namespace
 } // namespace Testing

@@ -42,14 +42,39 @@ TEST_F(ProcessTest, ASignalEndsTheServiceInPeace) {
         Program program;
         ASSERT_EQ(program.WaitForNotification(), "READY=1");
         EXPECT_EQ(client.Call("GetTargetDeviceID").Read<std::string>(), "usb") << "ready means ready";
+        EXPECT_EQ(program.WaitForNotification(), "STATUS=Version 1.0.0, devices: usb");
         program.Signal(number);
         EXPECT_EQ(program.WaitForOutput(),
                   std::string(started) + serving + "Jobs Manager Daemon exiting (exit code:0) ...\n");
         const int status = program.Status();
         EXPECT_TRUE(WIFEXITED(status)) << status;
         EXPECT_EQ(WEXITSTATUS(status), 0);
-        EXPECT_EQ(program.PendingNotification(), "") << "nothing but the one";
+        EXPECT_EQ(program.PendingNotification(), "") << "nothing else";
     }
+}
+
+TEST_F(ProcessTest, TheServiceManagerHearsOfDevicesAndOfALoopThatTurns) {
+    setenv("WATCHDOG_USEC", "200000", 1);
+    Program program;
+    unsetenv("WATCHDOG_USEC");
+    EXPECT_EQ(program.WaitForNotification(), "READY=1");
+    EXPECT_EQ(program.WaitForNotification(), "STATUS=Version 1.0.0, devices: usb");
+    for (int beat = 0; beat < 3; ++beat)
+        EXPECT_EQ(program.WaitForNotification(), "WATCHDOG=1");
+    const auto nextWord = [&program] {
+        std::string word;
+        do
+            word = program.WaitForNotification();
+        while (word == "WATCHDOG=1");
+        return word;
+    };
+    const TemporaryFolder other;
+    unit.Storage().InsertCard("sd", other.Path());
+    EXPECT_EQ(nextWord(), "STATUS=Version 1.0.0, devices: usb, sd");
+    unit.Storage().UnmountCard("sd");
+    EXPECT_EQ(nextWord(), "STATUS=Version 1.0.0, devices: usb");
+    unit.Storage().UnmountCard("usb");
+    EXPECT_EQ(nextWord(), "STATUS=Version 1.0.0, no devices");
 }
 
 TEST_F(ProcessTest, WithoutSettingsItDoesNotStart) {

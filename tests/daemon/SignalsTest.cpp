@@ -65,6 +65,11 @@ TEST_F(SignalsTest, WhatTasksRaiseGoesOutWithItsArguments) {
     }
     EXPECT_EQ(Raised([](ManagedDevice& d) { d._jobChanged.Raise(d, "{}"); }), Texts{R"(JobChanged s ["{}"])"});
     EXPECT_TRUE(Logged(LOG_INFO, "JobChanged"));
+
+    EXPECT_EQ(Raised([](ManagedDevice& d) { d._jobChanged.Raise(d, std::string(size_t{32} << 20, 'x')); }), Texts{});
+    EXPECT_TRUE(
+        Logged(LOG_ERR, "JobChanged Failed to emit JobChanged signal on device " + RunningService::DevicePath("front")))
+        << "too large for the bus, and told to nobody";
 }
 
 TEST_F(SignalsTest, WhatChangesOnADeviceIsReadAnew) {

@@ -156,6 +156,21 @@ TEST_F(ConversionTest, AJobIsConvertedOnItsFirstOpening) {
     EXPECT_EQ(Unit().FileRepair().CheckDeviceCalls().size(), 1u);
 }
 
+TEST_F(ConversionTest, TheNextTaskDoesNotWaitForTheRepairService) {
+    PutLegacyJob("A", 1);
+    Break("A");
+    FindJobs();
+    Unit().FileRepair().Hold("CheckDevice");
+    Convert();
+    ASSERT_TRUE(Unit().FileRepair().WaitForCall("CheckDevice"));
+    FindJobs();
+    EXPECT_EQ(Stats(), Counts(1, 0, 0));
+    EXPECT_EQ(Errors(), Texts{}) << "it has not been given up either";
+    Unit().FileRepair().SetResult(1);
+    Unit().FileRepair().Release("CheckDevice");
+    EXPECT_TRUE(LogCapture::WaitFor("FileRepairD::FileRepair::CheckDevice returned: "));
+}
+
 TEST_F(ConversionTest, WithNothingToConvertNothingIsReported) {
     Convert();
     EXPECT_EQ(ConversionTraffic(), (Texts{"front DeviceState=Converting", "front DeviceState=Idle"}));
@@ -226,7 +241,7 @@ protected:
     void Release() { lock.unlock(); }
 
 private:
-    std::unique_lock<std::mutex> HoldSecond() {
+    std::unique_lock<Locks::TimedMutex> HoldSecond() {
         PutLegacyJob("C", 3);
         PutLegacyJob("A", 1);
         const std::string id = PutLegacyJob("B", 2);
@@ -236,7 +251,7 @@ private:
     }
 
     std::shared_ptr<Job> job;
-    std::unique_lock<std::mutex> lock = HoldSecond();
+    std::unique_lock<Locks::TimedMutex> lock = HoldSecond();
 };
 
 TEST_F(ConversionHeldTest, AJobThatAClientOpensMeanwhileIsNotConvertedAgain) {

@@ -31,7 +31,10 @@ protected:
 
     /// The signals of a task, with their arguments, and the states: "front JobListDeleteProgress 0 0 5".
     Texts TaskTraffic(const std::string& lastCard) {
-        EXPECT_TRUE(service.WaitForDeviceProperty(lastCard, "DeviceState", "Idle"));
+        // The property changes before its signal is sent.
+        service.Client().WaitForSignal("PropertiesChanged", [&lastCard](const Signal& signal) {
+            return signal.path.ends_with("/" + lastCard) && signal.Changed("DeviceState") == WireValue("Idle");
+        });
         Call("GetTargetDeviceID");
         Texts lines;
         for (const Signal& signal : service.Client().TakeSignals()) {

@@ -68,13 +68,15 @@ TEST_F(JobListViewsTest, WholeJobsAndMediaItemsNameTheirPlaces) {
     EXPECT_EQ(std::get<0>(Text("GetMediaItem", "", "", "none")), JobsManagerD::JOBS_RTN_MEDIA_ID_NOT_FOUND);
     EXPECT_EQ(std::get<0>(Text("GetJob", "", "none")), JobsManagerD::JOBS_RTN_JOB_ID_NOT_FOUND);
 
-    // A media folder without a name is the job folder; a storage service that cannot tell leaves the device out.
+    // A media folder without a name is the job folder. Nobody is asked what the device knows.
     EXPECT_EQ(CloseJob(), 0);
     EditJobFile(job, [](Json& document) { document["mediaFolder"] = ""; });
-    Unit().Storage().SetSilently("front", "MountPoint", std::string("/elsewhere"));
     const Json moved = Json::parse(std::get<1>(Text("GetJob", "", job.id)));
     EXPECT_EQ(moved["mediaFolderPath"], job.folder.string());
-    EXPECT_EQ(moved["mediaUrl"], "/" + name);
+    EXPECT_EQ(moved["mediaUrl"], "front/" + name);
+    Unit().Storage().ForgetCalls();
+    EXPECT_EQ(std::get<0>(Text("GetJob", "", job.id)), 0);
+    EXPECT_TRUE(Unit().Storage().Calls().empty());
 }
 
 TEST_F(JobListViewsTest, ASummaryLeavesAJobClosedAndAWholeJobOpensIt) {

@@ -3,6 +3,7 @@
 #include "device/ServiceTest.h"
 #include "device/Uuid.h"
 
+#include <future>
 #include <set>
 #include <sys/statvfs.h>
 #include <syslog.h>
@@ -74,7 +75,9 @@ TEST_F(ManagedDeviceTest, OnlyMultiJobWorkIsCancelledByAClient) {
         EXPECT_EQ(LogCapture::Lines().size(), isCancelled ? 4u : 2u) << state;
     }
     LogCapture::Take();
-    device->Cancel();
+    std::promise<void> ended;
+    device->Cancel([&ended] { ended.set_value(); });
+    ended.get_future().wait();
     EXPECT_TRUE(Logged(LOG_INFO, "ManagedDevice::Cancel - Complete."));
 }
 
@@ -114,8 +117,8 @@ TEST(JobList, KeepsItsOrderWhileJobsComeAndGo) {
         return ids;
     };
     for (const char* id : {"a", "b", "c", "d", "e", "f"})
-        list.Append(job(id, "first"));
-    list.Append(job("b", "second"));
+        list.Append(job(id, "first"), false);
+    list.Append(job("b", "second"), false);
     EXPECT_EQ(list.Size(), 6u) << "the earlier of two equal IDs stays";
     EXPECT_EQ(list.Find("b")->JobFilePath(), "first");
 
@@ -124,7 +127,7 @@ TEST(JobList, KeepsItsOrderWhileJobsComeAndGo) {
     EXPECT_FALSE(list.Remove("d"));
     EXPECT_EQ(list.Find("d"), nullptr);
     list.Replace(list.Find("e"), job("e", "new"));
-    list.Append(job("d"));
+    list.Append(job("d"), false);
     EXPECT_EQ(list.Size(), 5u);
     EXPECT_EQ(order(), "bcefd");
     EXPECT_EQ(list.Find("e")->JobFilePath(), "new");
@@ -133,7 +136,7 @@ TEST(JobList, KeepsItsOrderWhileJobsComeAndGo) {
 
     // Nobody reads the list meanwhile.
     for (int i = 0; i < 1000; ++i) {
-        list.Append(job("x"));
+        list.Append(job("x"), false);
         EXPECT_TRUE(list.Remove("x"));
     }
     EXPECT_EQ(order(), "bcefd");

@@ -1,3 +1,4 @@
+#include "device/FailingThreads.h"
 #include "device/FindingJobsTest.h"
 #include "jobs/Scramble.h"
 
@@ -160,6 +161,25 @@ TEST_F(SearchTest, AFileThatCannotBeReadOrHoldsOtherKindsIsLeftOut) {
     std::filesystem::remove(service.Card("front") / "gone/job.json");
     EXPECT_EQ(Match(R"("crack")")["mediaID"], "m2");
     EXPECT_EQ(Match(R"("dragon")").size(), 1u);
+}
+
+TEST_F(SearchTest, AKeyWithANulEndsNothing) {
+    PutJobs();
+    EXPECT_EQ(Search(R"({"notes\u0000x":""})"), Json::array());
+    EXPECT_EQ(Search(R"({"media\u0000":{"notes":"crack"}})"), Json::array());
+}
+
+TEST_F(SearchTest, WithoutAThreadToBeHadTheLastSearchStays) {
+    PutJobs();
+    EXPECT_EQ(Search(R"("Mill")").size(), 1u);
+    service.Client().TakeSignals();
+    {
+        const FailingThreads none(0);
+        EXPECT_EQ(Code("SearchJobs", "front", R"("plain")", uint8_t{0}, uint16_t{0}, false),
+                  JobsManagerD::JOBS_RTN_DEVICE_BUSY);
+    }
+    EXPECT_EQ(Json::parse(std::get<1>(Text("GetSearchStats", "front")))["field"], "Mill");
+    EXPECT_EQ(Search(R"("Mill")").size(), 1u);
 }
 
 TEST_F(SearchTest, RunsBesideAnIndexRunSavesAndPages) {

@@ -4,6 +4,8 @@
 #include "fsutil/FileDescriptor.h"
 #include "fsutil/LogLines.h"
 #include "fsutil/OrdinaryUser.h"
+#include "fsutil/RecordedCalls.h"
+#include "fsutil/SmallCard.h"
 #include "support/TemporaryFolder.h"
 
 #include <fcntl.h>
@@ -31,7 +33,11 @@ protected:
     ~SafeFileWriteTest() override { systemCalls = kernelCalls; }
 
     std::string Path(const std::string& name) const { return folder / name; }
-    std::string Text(const std::string& name) const { return fs::exists(Path(name)) ? folder.Read(name) : "none"; }
+    std::string Text(const std::string& name) const {
+        return fs::is_regular_file(Path(name)) ? folder.Read(name) : "none";
+    }
+
+    bool Save(const std::string& text) { return SafeFileWrite(job, text, isTorn); }
 
     void RecordSyncs() {
         _recorder = this;
@@ -40,7 +46,7 @@ protected:
             const fs::path file = fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor));
             _recorder->syncs.push_back(
                 {file.filename(), _recorder->Text("job/job.json"), _recorder->Text("job/job.json.bak")});
-            return _recorder->syncResult;
+            return 0;
         };
     }
 
@@ -49,7 +55,7 @@ protected:
     const std::string job = Path("job/job.json");
     const std::string backup = Path("job/job.json.bak");
     std::vector<Synced> syncs;
-    int syncResult = 0;
+    bool isTorn = false;
 
 private:
     static inline SafeFileWriteTest* _recorder = nullptr;
@@ -57,48 +63,113 @@ private:
 
 TEST_F(SafeFileWriteTest, BackupIsOnTheMediumBeforeTheFileIsTouched) {
     RecordSyncs();
-    EXPECT_TRUE(SafeFileWrite(job, "first"));
+    EXPECT_TRUE(Save("first"));
     EXPECT_EQ(syncs, (std::vector<Synced>{{"job.json", "first", "none"}}));
 
     RecordSyncs();
-    EXPECT_TRUE(SafeFileWrite(job, "2nd"));
+    EXPECT_TRUE(Save("2nd"));
     EXPECT_EQ(syncs, (std::vector<Synced>{{"job.json.bak", "first", "first"}, {"job.json", "2nd", "first"}}));
 
     RecordSyncs();
-    EXPECT_TRUE(SafeFileWrite(job, ""));
+    EXPECT_TRUE(Save(""));
     EXPECT_EQ(syncs, (std::vector<Synced>{{"job.json.bak", "2nd", "2nd"}, {"job.json", "", "2nd"}}));
     EXPECT_EQ(log.Take().size(), 0u);
 }
 
-TEST_F(SafeFileWriteTest, AFailingSyncIsAFailingWriteAndStopsNothing) {
+/// The whole promise: whichever call fails, alone or with all that follow, the medium holds the old state or the new
+/// one, and the next save on a medium that works again succeeds.
+TEST_F(SafeFileWriteTest, WhateverFailsTheOldStateOrTheNewOneIsWhole) {
+    const std::string old(5000, 'o'), fresh(9000, 'f');
+    enum { nothing, file, folderInItsPlace };
+    for (const bool hasFile : {false, true})
+        for (const int backupIs : {nothing, file, folderInItsPlace})
+            for (const bool isDead : {false, true}) {
+                bool hasFailed = true;
+                for (int number = 1; hasFailed; ++number) {
+                    SCOPED_TRACE(std::to_string(hasFile) + std::to_string(backupIs) + std::to_string(isDead) +
+                                 " call " + std::to_string(number));
+                    fs::remove_all(Path("job"));
+                    if (hasFile)
+                        folder.Write("job/job.json", old);
+                    if (backupIs == file)
+                        folder.Write("job/job.json.bak", "older");
+                    fs::create_directories(backupIs == folderInItsPlace ? backup : Path("job"));
+                    isTorn = false;
+                    bool saved = false;
+                    {
+                        Testing::RecordedCalls calls;
+                        int left = number;
+                        calls.before = [&](const std::string&) {
+                            return --left == 0 || (isDead && left < 0) ? EIO : 0;
+                        };
+                        saved = Save(fresh);
+                        hasFailed = left <= 0;
+                    }
+                    const std::string now = Text("job/job.json");
+                    EXPECT_TRUE(saved ? now == fresh : hasFailed);
+                    if (!saved && hasFile && isTorn && backupIs != folderInItsPlace) {
+                        EXPECT_TRUE(Text("job/job.json.bak") == old);
+                    } else if (!saved && hasFile) {
+                        EXPECT_TRUE(now == old || (isTorn && now == fresh)) << now.size();
+                    } else if (!saved) {
+                        EXPECT_TRUE(now == "none" || isTorn);
+                    }
+                    const bool keepsBackup = now == "none" || isTorn || backupIs == folderInItsPlace;
+                    const std::string expectedBackup = keepsBackup ? Text("job/job.json.bak") : now;
+                    EXPECT_TRUE(Save("last"));
+                    EXPECT_EQ(Text("job/job.json"), "last");
+                    EXPECT_EQ(Text("job/job.json.bak"), expectedBackup) << "a torn file is no backup";
+                    EXPECT_FALSE(isTorn);
+                }
+            }
+}
+
+TEST_F(SafeFileWriteTest, AFailureIsTold) {
     folder.Write("job/job.json", "old");
-    syncResult = -1;
-    RecordSyncs();
-    EXPECT_TRUE(SafeFileWrite(job, "new"));
-    EXPECT_EQ(syncs.size(), 2u);
-    EXPECT_EQ(Text("job/job.json"), "new");
+    Testing::RecordedCalls calls;
+    std::string failing = "sync job.json";
+    calls.before = [&failing](const std::string& line) { return line == failing ? EIO : 0; };
+    EXPECT_FALSE(Save("new"));
+    EXPECT_TRUE(isTorn) << "nobody knows what the medium has";
+    EXPECT_EQ(log.TakeErrors(), Lines{"SafeFileWrite - Exception writing to " + job});
+    calls.lines.clear();
+    EXPECT_FALSE(Save("newer"));
+    EXPECT_EQ(calls.lines[0], "truncate job.json") << "straight to the file";
     EXPECT_EQ(Text("job/job.json.bak"), "old");
-    EXPECT_EQ(log.Take().size(), 0u);
+
+    isTorn = false;
+    folder.Write("job/job.json", "old");
+    failing = "sync job.json.bak";
+    log.Take();
+    EXPECT_FALSE(Save("new"));
+    EXPECT_EQ(Text("job/job.json"), "old");
+    EXPECT_EQ(log.TakeErrors(),
+              (Lines{"TryFsCopyFile - error copying " + job + " to " + backup + ": Input/output error",
+                     "SafeFileWrite - Could not copy " + job + " to " + backup}));
+
+    EXPECT_FALSE(Save(std::string(longestFile + 1, 'n')));
+    EXPECT_EQ(Text("job/job.json"), "old");
+    EXPECT_EQ(log.TakeErrors(), Lines{"SafeFileWrite - 67108865 bytes are too long for " + job});
 }
 
 TEST_F(SafeFileWriteTest, FilesAreHiddenOnFatAndOnlyWhenAsked) {
     folder.Write("job/job.json", "old");
     hideJobFiles = true;
-    EXPECT_TRUE(SafeFileWrite(job, "new"));
+    EXPECT_TRUE(Save("new"));
     EXPECT_EQ(log.Take().size(), 0u) << "no attribute is tried where there is none";
 
     Testing::FakeFatCard card;
     hideJobFiles = false;
-    EXPECT_TRUE(SafeFileWrite(job, "newer"));
+    EXPECT_TRUE(Save("newer"));
     EXPECT_EQ(card.Attributes(job) | card.Attributes(backup), 0u);
     hideJobFiles = true;
-    EXPECT_TRUE(SafeFileWrite(job, "newest"));
+    EXPECT_TRUE(Save("newest"));
     EXPECT_EQ(card.Attributes(job), uint32_t{ATTR_HIDDEN});
     EXPECT_EQ(card.Attributes(backup), uint32_t{ATTR_HIDDEN});
     EXPECT_EQ(log.Take().size(), 0u);
 
     card.RefuseToWrite();
-    EXPECT_TRUE(SafeFileWrite(job, "last"));
+    EXPECT_TRUE(Save("last"));
     EXPECT_EQ(Text("job/job.json"), "last");
     EXPECT_EQ(log.TakeErrors(),
               (Lines{"MakeHidden: Failed to write FAT attributes - " + backup,
@@ -113,7 +184,7 @@ TEST_F(SafeFileWriteTest, AFileThatCannotBeWrittenKeepsItsText) {
     fs::permissions(job, fs::perms(0444));
     fs::permissions(Path("job"), fs::perms(0555));
     if (const Testing::OrdinaryUser user; user) {
-        EXPECT_FALSE(SafeFileWrite(job, "new"));
+        EXPECT_FALSE(Save("new"));
     }
     fs::permissions(Path("job"), fs::perms(0755));
     const Lines lines = log.TakeErrors();
@@ -123,8 +194,77 @@ TEST_F(SafeFileWriteTest, AFileThatCannotBeWrittenKeepsItsText) {
     EXPECT_EQ(lines[2], "SafeFileWrite - Could not open " + job + " for truncating write");
     EXPECT_EQ(Text("job/job.json"), "old");
     EXPECT_FALSE(fs::exists(backup));
-    EXPECT_FALSE(SafeFileWrite(Path("missing/job.json"), "new"));
+    EXPECT_FALSE(SafeFileWrite(Path("missing/job.json"), "new", isTorn));
 }
+
+class SaveOnAFullCard : public testing::TestWithParam<const char*> {
+protected:
+    ~SaveOnAFullCard() override { systemCalls = kernelCalls; }
+    std::string Read(const std::string& path) const {
+        std::string text;
+        return ReadRegularFile(path, text) ? text : "none";
+    }
+
+    Testing::TestLog log;
+};
+
+/// Every amount of room, from none to enough, in steps below a block.
+TEST_P(SaveOnAFullCard, LosesNothing) {
+    Testing::SmallCard card(GetParam());
+    if (!card.IsMounted())
+        GTEST_SKIP() << "only root can mount a card of its own";
+    const std::string job = card.Path("job.json");
+    const std::string older(3000, 'a'), old(14000, 'o'), fresh(21000, 'f');
+    int saves = 0;
+    int failures = 0;
+    for (uintmax_t room = 0; room < 48 * 1024; room += 3000) {
+        bool isTorn = false;
+        fs::remove(card.Path("recording"));
+        fs::remove(job + ".bak");
+        fs::remove(job);
+        ASSERT_TRUE(SafeFileWrite(job, older, isTorn));
+        ASSERT_TRUE(SafeFileWrite(job, old, isTorn));
+        card.Fill();
+        card.Free(room);
+        const bool saved = SafeFileWrite(job, fresh, isTorn);
+        ++(saved ? saves : failures);
+        EXPECT_EQ(Read(isTorn ? job + ".bak" : job), saved ? fresh : old) << room;
+        EXPECT_EQ(isTorn, false) << "the room that the old text had is there for it again";
+    }
+    EXPECT_GT(saves, 0);
+    EXPECT_GT(failures, 0);
+}
+
+/// A recording takes the room that the truncation gives away.
+TEST_P(SaveOnAFullCard, KeepsTheBackupUntilTheFileIsWholeAgain) {
+    Testing::SmallCard card(GetParam());
+    if (!card.IsMounted())
+        GTEST_SKIP() << "only root can mount a card of its own";
+    const std::string job = card.Path("job.json");
+    const std::string old(14000, 'o'), fresh(21000, 'f');
+    bool isTorn = false;
+    ASSERT_TRUE(SafeFileWrite(job, old, isTorn));
+    {
+        Testing::RecordedCalls calls;
+        calls.before = [&](const std::string& line) {
+            if (line == "write job.json")
+                card.Fill();
+            return 0;
+        };
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_FALSE(SafeFileWrite(job, fresh, isTorn));
+            EXPECT_TRUE(isTorn);
+            EXPECT_EQ(Read(job + ".bak"), old);
+        }
+    }
+    card.Free(100000);
+    EXPECT_TRUE(SafeFileWrite(job, fresh, isTorn));
+    EXPECT_FALSE(isTorn);
+    EXPECT_EQ(Read(job), fresh);
+    EXPECT_EQ(Read(job + ".bak"), old);
+}
+
+INSTANTIATE_TEST_SUITE_P(SafeFileWrite, SaveOnAFullCard, testing::Values("tmpfs", "ext4"));
 
 enum class Stranger { link, danglingLink, fifo, directory };
 
@@ -159,7 +299,7 @@ protected:
 TEST_P(StrangerInPlace, OfTheJobFileIsNotWrittenTo) {
     Put(job);
     const fs::file_type before = fs::symlink_status(job).type();
-    EXPECT_FALSE(SafeFileWrite(job, "new"));
+    EXPECT_FALSE(Save("new"));
     ExpectNothingElseWritten(job, before);
     EXPECT_EQ(log.TakeErrors().back(), "SafeFileWrite - Could not open " + job + " for truncating write");
 }
@@ -168,7 +308,7 @@ TEST_P(StrangerInPlace, OfTheBackupCostsTheBackupOnly) {
     folder.Write("job/job.json", "old");
     Put(backup);
     const fs::file_type before = fs::symlink_status(backup).type();
-    EXPECT_TRUE(SafeFileWrite(job, "new"));
+    EXPECT_TRUE(Save("new"));
     EXPECT_EQ(Text("job/job.json"), "new");
     ExpectNothingElseWritten(backup, before);
     EXPECT_EQ(log.TakeErrors(), Lines{"SafeFileWrite - Could not copy " + job + " to " + backup});

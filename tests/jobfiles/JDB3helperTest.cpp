@@ -193,7 +193,7 @@ TEST_F(JDB3helperTest, WithoutATableOrWithoutADatabaseNothingCanBePrepared) {
                      "JDB3helper::ExtractJobFields - Failed to prepare job statements"}));
 }
 
-TEST_F(JDB3helperTest, ADamagedPageCostsTheRowsBehindIt) {
+TEST_F(JDB3helperTest, ADamagedPageRefusesTheDatabase) {
     auto& db = MakeJob();
     db.Run("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 3000)"
            "INSERT INTO Bookmarks (Type) SELECT 'VIDEO' FROM n");
@@ -201,19 +201,24 @@ TEST_F(JDB3helperTest, ADamagedPageCostsTheRowsBehindIt) {
     bytes.replace(bytes.size() - 4096, 4096, 4096, '\xff');
     card.Write(folder + "job.jdb3", bytes);
     const JDB3JobFields fields = Summary();
-    EXPECT_FALSE(succeeded) << "the statement remembers, and says so when it is given up";
+    EXPECT_FALSE(succeeded) << "the end of the transaction tells";
     EXPECT_GT(fields.nVideo, 100);
     EXPECT_LT(fields.nVideo, 3000);
 }
 
 TEST_F(JDB3helperTest, TheCardIsLeftAsItWas) {
     const auto isUntouched = [this] {
-        const std::string bytes = card.Read(folder + "job.jdb3");
-        const auto names = card.List(folder);
+        const auto contents = [this] {
+            std::map<std::string, std::string> files;
+            for (const std::string& name : card.List(folder))
+                files[name] = card.Read(folder + name);
+            return files;
+        };
+        const auto files = contents();
         const long descriptors = Descriptors();
         Summary();
         Job();
-        return card.Read(folder + "job.jdb3") == bytes && card.List(folder) == names && Descriptors() == descriptors;
+        return contents() == files && Descriptors() == descriptors;
     };
     MakeJob();
     EXPECT_TRUE(isUntouched());
@@ -226,31 +231,126 @@ TEST_F(JDB3helperTest, TheCardIsLeftAsItWas) {
     EXPECT_TRUE(isUntouched()) << "nothing is held open after a failure";
     card.Write(folder + "job.jdb3", "no database");
     EXPECT_TRUE(isUntouched());
+
+    // The unit was switched off while the log held the last rows.
+    MakeJob().Run("PRAGMA journal_mode=WAL; PRAGMA wal_autocheckpoint=0; UPDATE Jobs SET Name = 'from the log'");
+    const std::string main = card.Read(folder + "job.jdb3");
+    const std::string writeAheadLog = card.Read(folder + "job.jdb3-wal");
+    MakeJob();
+    card.Write(folder + "job.jdb3", main);
+    card.Write(folder + "job.jdb3-wal", writeAheadLog);
+    ASSERT_EQ(card.List(folder).size(), 2u);
+    EXPECT_TRUE(isUntouched());
+    EXPECT_EQ(Summary().Name, "from the log");
+
+    // And here while a change was half done.
+    MakeJob().Run("PRAGMA journal_mode=DELETE; PRAGMA cache_spill=1; PRAGMA cache_size=1; BEGIN;"
+                  "UPDATE Jobs SET Name = 'half done', Description = zeroblob(100000)");
+    const std::string halfDone = card.Read(folder + "job.jdb3");
+    const std::string journal = card.Read(folder + "job.jdb3-journal");
+    database.reset();
+    card.Write(folder + "job.jdb3", halfDone);
+    card.Write(folder + "job.jdb3-journal", journal);
+    EXPECT_TRUE(isUntouched());
+    EXPECT_FALSE(succeeded);
+
+    card.Write(folder + "job.jdb3", "");
+    card.Write(folder + "job.jdb3-journal", "x");
+    EXPECT_TRUE(isUntouched()) << "not even what lies beside an empty file is removed";
 }
 
 TEST_F(JDB3helperTest, NothingInItsPlaceStallsTheReading) {
-    MakeJob().Run("DROP TABLE Bookmarks; CREATE VIEW Bookmarks AS "
-                  "WITH RECURSIVE n(Type) AS (SELECT 'VIDEO' UNION ALL SELECT Type FROM n) SELECT Type FROM n");
-    Summary();
-    EXPECT_FALSE(succeeded) << "a query without an end";
-
-    // A column that is worked out at each reading: a gigabyte of it in a small file.
-    MakeJob().Run("DROP TABLE Contacts; CREATE TABLE Contacts (Id, FaxNumber AS (hex(zeroblob(500000))));"
-                  "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 1000)"
-                  "INSERT INTO Contacts (Id) SELECT i FROM n");
-    EXPECT_LT(Job().contacts.size(), 100u);
-
     MakeJob();
     ASSERT_EQ(mkfifo(JobFile("job.jdb3-journal").c_str(), 0600), 0);
     Summary();
     EXPECT_FALSE(succeeded) << "a pipe in the place of the journal";
-    for (const char* name : {"job.jdb3", "job.jdb3-journal"})
-        fs::remove(JobFile(name));
+    fs::remove(JobFile("job.jdb3-journal"));
+    fs::rename(path, JobFile("elsewhere"));
+    fs::create_symlink("elsewhere", path);
+    Summary();
+    EXPECT_FALSE(succeeded) << "a link may lead off the card";
+    fs::remove(path);
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     Summary();
     EXPECT_FALSE(succeeded);
     EXPECT_EQ(log.TakeErrors(),
               (Lines{"JDB3helper::Open - Failed to open database " + path + ": unable to open database file"}));
+}
+
+TEST_F(JDB3helperTest, WhatIsNoPlainTableIsRefused) {
+    const std::map<std::string, std::string> contacts = {
+        {"CREATE VIEW Contacts AS SELECT Id FROM Jobs", "access to view \"Contacts\" prohibited"},
+        {"CREATE TABLE Contacts (Id, FaxNumber AS (hex(zeroblob(500000))))", "column FaxNumber is computed"},
+        {"CREATE VIRTUAL TABLE Contacts USING fts5(Id)", "vtable constructor failed: Contacts"},
+    };
+    for (const auto& [definition, reason] : contacts) {
+        MakeJob().Run("DROP TABLE Contacts; " + definition);
+        Job();
+        EXPECT_FALSE(succeeded) << definition;
+        EXPECT_EQ(log.TakeErrors().at(0),
+                  "JDB3helper::_PrepareStatement - Error preparing statement SELECT * from Contacts : " + reason);
+    }
+}
+
+TEST_F(JDB3helperTest, BeyondTheBoundsADatabaseIsRefusedAsAWhole) {
+    const auto isRefused = [this](const std::string& line) {
+        Job();
+        const Lines errors = log.TakeErrors();
+        return !succeeded && std::ranges::count(errors, line) == 1;
+    };
+    const std::string tooLong = "JDB3helper::ExecuteStatement - Failed: Step 18, error string or blob too big";
+
+    auto& db = MakeJob();
+    db.Run("ALTER TABLE Bookmarks ADD Thumbnail; INSERT INTO Bookmarks (Type) VALUES ('IMAGE'), ('IMAGE'), ('IMAGE');"
+           "UPDATE Bookmarks SET Thumbnail = zeroblob(300000) WHERE Id = 2");
+    EXPECT_EQ(Job().bookmarks.size(), 3u);
+    EXPECT_EQ(Summary().nImage, 3);
+    EXPECT_TRUE(succeeded);
+    db.Run("UPDATE Bookmarks SET Thumbnail = zeroblob(5000000) WHERE Id = 2");
+    EXPECT_TRUE(isRefused(tooLong)) << "a value, though nobody reads it";
+
+    MakeJob().Run("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 20)"
+                  "INSERT INTO Contacts (FaxNumber) SELECT printf('%.*c', 3500000, 'x') FROM n");
+    EXPECT_TRUE(isRefused(tooLong)) << "the records of all rows";
+
+    // The inner pages of a table's tree stand in a chain, each naming the next at all of its places: 60 to the power of
+    // ten rows.
+    MakeEmpty(false).Run("PRAGMA page_size=512; CREATE TABLE JobInfo (Id); CREATE TABLE Jobs (Id);"
+                         "CREATE TABLE Addresses (Id, Latitude, Longitude); CREATE TABLE Bookmarks (Type);"
+                         "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 100000)"
+                         "INSERT INTO Bookmarks SELECT 'x' FROM n");
+    std::string bytes = card.Read(folder + "job.jdb3");
+    std::vector<size_t> innerPages;
+    for (size_t page = 512; page < bytes.size() && innerPages.size() < 10; page += 512)
+        if (bytes[page] == 5)
+            innerPages.push_back(page);
+    for (size_t i = 0; i + 1 < innerPages.size(); ++i) {
+        const auto numberAt = [&bytes](size_t place) {
+            return static_cast<uint8_t>(bytes[place]) * 256u + static_cast<uint8_t>(bytes[place + 1]);
+        };
+        const size_t page = innerPages[i];
+        const size_t next = innerPages[i + 1] / 512 + 1;
+        for (size_t cell = 0; cell < numberAt(page + 3); ++cell) {
+            const size_t child = page + numberAt(page + 12 + 2 * cell);
+            bytes[child + 2] = static_cast<char>(next / 256);
+            bytes[child + 3] = static_cast<char>(next % 256);
+        }
+    }
+    card.Write(folder + "job.jdb3", bytes);
+    const std::clock_t start = std::clock();
+    Summary();
+    EXPECT_FALSE(succeeded);
+    EXPECT_EQ(log.TakeErrors().at(0), "JDB3helper::ExecuteStatement - Failed: Step 9, error interrupted");
+    EXPECT_LT(std::clock() - start, 1.5 * CLOCKS_PER_SEC);
+
+    const Lines tooLarge{"JDB3helper::Open - Failed to open database " + path + ": string or blob too big"};
+    fs::resize_file(path, 129 * 1024 * 1024);
+    Summary();
+    EXPECT_EQ(log.TakeErrors(), tooLarge);
+    MakeJob();
+    fs::resize_file(card.Write(folder + "job.jdb3-wal", ""), 129 * 1024 * 1024);
+    Summary();
+    EXPECT_EQ(log.TakeErrors(), tooLarge);
 }
 
 } // namespace

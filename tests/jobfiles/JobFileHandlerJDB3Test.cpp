@@ -292,19 +292,48 @@ TEST_F(JobFileHandlerJDB3Test, OddBookmarksAreDroppedOrHaveNoFiles) {
               (Lines{"GetFileSizeBytes - Failed existence check on file " + JobFile("Seg/gone"), noModificationTime}));
 }
 
-TEST_F(JobFileHandlerJDB3Test, TextThatIsNoUtf8AndDatabasesMadeToHarmAreSurvived) {
-    auto& db = MakeJob({{"Name", "CAST(x'41ff42' AS TEXT)"}, {"Source", "CAST(x'c3' AS TEXT)"}});
-    EXPECT_EQ(json::parse(CompactDump(Summary()))["name"], "A\ufffdB");
-    // Segments of one number, each with all bookmarks: nine million media in a small file.
-    db.Run("CREATE TABLE s AS SELECT * FROM Segments; DROP TABLE Segments; ALTER TABLE s RENAME TO Segments;"
-           "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 3000)"
-           "INSERT INTO Segments (Id) SELECT 1 FROM n;"
-           "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 3000)"
-           "INSERT INTO Bookmarks (SegmentId, Type, Timestamp) SELECT 1, 'x', '2012' FROM n");
-    Open();
+TEST_F(JobFileHandlerJDB3Test, OddValuesAreSurvived) {
+    auto& db = MakeJob({{"Name", "CAST(x'41ff42' AS TEXT)"}, {"Source", "CAST(x'c3' AS TEXT)"}, {"LocationId", "1"}});
+    db.Run("UPDATE JobInfo SET JobSize = -1; INSERT INTO Addresses (Id, Latitude, Longitude) VALUES (1, 1e999, -1e308);"
+           "UPDATE Jobs SET Description = CAST(x'610062' AS TEXT), PrivateNote = NULL, StartTime = '9999-99-99'");
+    const json summary = json::parse(CompactDump(Summary()));
+    EXPECT_EQ(summary["name"], "A\ufffdB");
+    EXPECT_EQ(summary["jobSize"], 0);
+    EXPECT_EQ(summary["position"]["latitude"], "inf");
+    EXPECT_EQ(summary["timestamp"]["createTime"], "9999-09-00T00:00:00Z") << "as far as the date was one";
+    EXPECT_EQ(Open()["notes"], "Description: a");
     EXPECT_EQ(result, JOBFILE_OP_SUCCEEDED);
-    const Lines errors = log.TakeErrors();
-    EXPECT_EQ(errors.back(), "JobFileHandlerJDB3::mapJDB3toRuvoJob - Too many bookmarks. Dropping the rest");
+}
+
+TEST_F(JobFileHandlerJDB3Test, MoreMediaThanAJobCanCountAreRefusedAsAWhole) {
+    const auto isRefused = [this](const json& job, const char* line) {
+        return result == JOBFILE_OP_FS_ERROR && job["id"] == "" && std::ranges::count(log.TakeErrors(), line) == 1;
+    };
+    const auto rows = [](int count) {
+        return "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < " + std::to_string(count) +
+               ")";
+    };
+    auto& db = MakeJob();
+    AddSegment({});
+    db.Run(rows(65535) + "INSERT INTO Bookmarks (SegmentId, UniqueId, Type) SELECT 1, zeroblob(16), 'IMAGE' FROM n");
+    EXPECT_EQ(Summary()["mediaCounts"]["total"], 65535);
+    EXPECT_EQ(Open()["mediaCounts"]["images"], 65535);
+    AddBookmark({{"Type", "'VIDEO'"}});
+    EXPECT_TRUE(isRefused(Summary(), "JobFileHandlerJDB3::_MapJDB3toRuvoSummary - Too many bookmarks"));
+    constexpr const char* line = "JobFileHandlerJDB3::mapJDB3toRuvoJob - Too many bookmarks";
+    EXPECT_TRUE(isRefused(Open(), line));
+
+    // Segments of one number, each with all bookmarks: nine million media in a small file.
+    MakeJob().Run("CREATE TABLE s AS SELECT * FROM Segments; DROP TABLE Segments; ALTER TABLE s RENAME TO Segments;" +
+                  rows(3000) + "INSERT INTO Segments (Id) SELECT 1 FROM n;" + rows(3000) +
+                  "INSERT INTO Bookmarks (SegmentId, Type, Timestamp) SELECT 1, 'x', '2012' FROM n");
+    EXPECT_TRUE(isRefused(Open(), line));
+    // A few media, each with the job's megabytes.
+    MakeJob({{"Serial", "printf('%.*c', 3500000, 'x')"}});
+    AddSegment({});
+    for (int i = 0; i < 20; ++i)
+        AddBookmark({{"Type", "'IMAGE'"}});
+    EXPECT_TRUE(isRefused(Open(), line));
 }
 
 TEST_F(JobFileHandlerJDB3Test, NothingIsWrittenNorTakenAsADocument) {

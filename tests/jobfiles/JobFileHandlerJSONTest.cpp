@@ -9,6 +9,7 @@
 
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <map>
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -163,6 +164,32 @@ TEST_F(JobFile, UserDataOfEveryKindComesBack) {
     }
 }
 
+TEST_F(JobFile, ContactsOfAnyIdComeBackAndKeepComingBack) {
+    const auto readIds = [this] {
+        const auto job = Read();
+        EXPECT_EQ(result, JOBFILE_OP_SUCCEEDED);
+        handler.UpdateJobFile(*job);
+        std::map<std::string, int> ids;
+        for (const Contact& contact : job->Details().contacts)
+            ids[contact.names.at("firstName")] = contact.id;
+        return ids;
+    };
+    json document = json::parse(sampleFile);
+    document["contacts"] = json::parse(R"([{"firstName":"zero","id":0},{"firstName":"two","id":2.0},
+        {"firstName":"wide","id":256},{"firstName":"part","id":0.4},{"firstName":"below","id":-1}])");
+    Write(document);
+    const std::map<std::string, int> expected{{"zero", 3}, {"two", 2}, {"wide", 4}, {"part", 5}, {"below", 6}};
+    EXPECT_EQ(readIds(), expected);
+    EXPECT_EQ(readIds(), expected);
+
+    document["contacts"] = json::parse(R"({"a":{"firstName":"Ann","id":7},"b":5,"c":{"phones":1},
+        "d":{"firstName":"Bo"}})");
+    Write(document);
+    const std::map<std::string, int> ofObject{{"Ann", 7}, {"Bo", 8}};
+    EXPECT_EQ(readIds(), ofObject);
+    EXPECT_EQ(readIds(), ofObject);
+}
+
 /// A save never writes what the reader refuses, wherever its limit for nesting lies.
 TEST_F(JobFile, UserDataOfAnyDepthLeavesAFileThatCanBeRead) {
     Job job(path);
@@ -303,7 +330,8 @@ INSTANTIATE_TEST_SUITE_P(
         Damage{"/media/0/name", R"("")", OneItemLess}, Damage{"/media/0/notes", "5", OneItemLess},
         Damage{"/media/0/position/latitude", nullptr, OneItemLess},
         Damage{"/media/0/distance/relative", nullptr, OneItemLess},
-        Damage{"/media/0/cameraRollAngle", R"("5")", OneItemLess}, Damage{"/media/0/cameraRollAngle", "1e300", Good},
+        Damage{"/media/0/cameraRollAngle", R"("5")", OneItemLess}, Damage{"/media/0/cameraRollAngle", "true", Good},
+        Damage{"/media/0/cameraRollAngle", "null", Good}, Damage{"/media/0/cameraRollAngle", "1e300", Good},
         Damage{"/media/0/privateNotes", R"("xy")", OneItemLess}, Damage{"/media/0/privateNotes", "[{}]", OneItemLess},
         Damage{"/media/0/userData", "true", OneItemLess}));
 
@@ -389,6 +417,7 @@ TEST_F(JobFile, AWrongKindAtAnyPlaceIsAnAnswerAndNoException) {
             ++accepted;
             const json before = job->ToJson(JSON_MODE_CLIENT);
             ASSERT_EQ(handler.UpdateJobFile(*job), JOBFILE_OP_SUCCEEDED);
+            ASSERT_EQ(folder.Read("job.json"), CompactDump(json::parse(folder.Read("job.json"))));
             const auto again = Read();
             ASSERT_EQ(summaryResult, JOBFILE_OP_SUCCEEDED);
             ASSERT_EQ(result, JOBFILE_OP_SUCCEEDED);

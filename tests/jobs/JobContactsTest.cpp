@@ -192,7 +192,9 @@ TEST_F(JobContacts, ATextThatIsRefusedChangesNothing) {
             EXPECT_EQ(log.TakeErrors().back(), start + operation.what + " has invalid/missing fields:" + text);
         }
     }
-    EXPECT_EQ(job.UpdateContactByJSONstring(R"({"firstName":"Ann"})"), JOB_RTN_INVALID_FIELDS) << "no ID";
+    for (const char* const text : {R"({"firstName":"Ann"})", R"({"id":257})", R"({"id":1.9})", R"({"id":-255})",
+                                   R"({"id":1e300})", R"({"id":18446744073709551361})"})
+        EXPECT_EQ(job.UpdateContactByJSONstring(text), JOB_RTN_INVALID_FIELDS) << text;
     EXPECT_EQ(job.ToJson(JSON_MODE_FILE), before);
 }
 

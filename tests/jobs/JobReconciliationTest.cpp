@@ -2,6 +2,7 @@
 
 #include "fsutil/FakeFatCard.h"
 #include "fsutil/LogLines.h"
+#include "fsutil/RecordedCalls.h"
 #include "jobs/SampleJob.h"
 #include "support/TemporaryFolder.h"
 
@@ -62,6 +63,27 @@ TEST_F(Reconciliation, EachEntryOfTheRecordingStatusFileBecomesAHiddenMarker) {
     EXPECT_EQ(Entries("card"), (Lines{".loose.mp4-recActive", "J/.a.b.mp4-recActive", "J/media/.rec.mp4-recActive"}));
     EXPECT_EQ(card.Attributes(Path("card/J/media/.rec.mp4-recActive")), uint32_t{ATTR_HIDDEN});
     EXPECT_EQ(log.Take().size(), 0u);
+}
+
+TEST_F(Reconciliation, MarkersAreOnTheMediumBeforeTheStatusFileIsRemoved) {
+    folder.Write("card/J/recStat", "J/media/a.mp4\nJ/media/b.mp4\nJ/c.mp4\n");
+    Lines synced;
+    {
+        Testing::RecordedCalls calls;
+        calls.before = [&](const std::string& line) {
+            if (line.starts_with("sync "))
+                synced.push_back(line + (fs::exists(Path("card/J/recStat")) ? "" : " too late"));
+            return line == "sync media" ? EIO : 0;
+        };
+        EXPECT_TRUE(job.ConvertBrokenFileArtefacts());
+        EXPECT_EQ(synced, (Lines{"sync J", "sync media"}));
+        EXPECT_EQ(log.TakeErrors(),
+                  Lines{"Job::ConvertBrokenFileArtefacts - Error processing " + Path("card/J/recStat") + ": " +
+                        Path("card/J/media") + ": Input/output error"});
+        EXPECT_TRUE(fs::exists(Path("card/J/recStat"))) << "the markers may be lost";
+    }
+    EXPECT_TRUE(job.ConvertBrokenFileArtefacts());
+    EXPECT_FALSE(fs::exists(Path("card/J/recStat")));
 }
 
 TEST_F(Reconciliation, AnEntryThatFailsIsLoggedAndNotTriedAgain) {

@@ -30,6 +30,8 @@ public:
         AddVtableMethod("Work", "", "s", _OnWork, SD_BUS_VTABLE_UNPRIVILEGED);
         AddVtableSignal("Told", "iis", 0);
         AddVtablePropertyReadOnly("Count", "i", _GetCount, SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE);
+        for (const char* name : {"Notes", "MoreNotes"})
+            AddVtablePropertyReadOnly(name, "s", _GetText, SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE);
     }
 
     int Tell(int32_t worker, int32_t number, const std::string& text = {}) {
@@ -43,10 +45,20 @@ public:
             return sd_bus_emit_properties_changed(connection, serverPath, serverName, "Count", nullptr);
         });
     }
+    /// Has every text property told.
+    int TellTexts() {
+        return WithBus([](sd_bus* connection) {
+            return sd_bus_emit_properties_changed(connection, serverPath, serverName, "Notes", "MoreNotes", nullptr);
+        });
+    }
+    int ManageObjects() {
+        return WithBus([](sd_bus* connection) { return sd_bus_add_object_manager(connection, nullptr, "/"); });
+    }
     /// As if the bus had ended.
     void BreakConnection() { shutdown(sd_bus_get_fd(bus), SHUT_RDWR); }
 
     std::function<void()> work = [] {}; ///< on the loop's thread
+    std::function<std::string()> getText = [] { return std::string(); };
 
 private:
     static int _OnWork(sd_bus_message* message, void* userData, sd_bus_error*) {
@@ -58,6 +70,11 @@ private:
                          sd_bus_error*) {
         const auto& self = *static_cast<TestServer*>(static_cast<DbusServer*>(userData));
         return sd_bus_message_append(reply, "i", self._count.load());
+    }
+    static int _GetText(sd_bus*, const char*, const char*, const char* name, sd_bus_message* reply, void* userData,
+                        sd_bus_error* error) {
+        auto& self = *static_cast<TestServer*>(static_cast<DbusServer*>(userData));
+        return self.AnswerProperty(reply, name, error, self.getText);
     }
 
     std::atomic<int32_t> _count = 0;
@@ -200,6 +217,38 @@ TEST_F(DbusServerTest, AnExceptionBecomesABusErrorAndTheServerLivesOn) {
     EXPECT_EQ(failed.ErrorMessage(), "no \xEF\xBF\xBD luck");
     EXPECT_EQ(LogCapture::Take(), (std::vector<LogLine>{{LOG_ERR, "Work: the call failed: no \xFF luck"}}));
     server.work = [] {};
+    EXPECT_EQ(client.Call("Work").Read<std::string>(), "done");
+}
+
+TEST_F(DbusServerTest, PropertiesThatNoMessageTakesAreRefusedAndTheServerLivesOn) {
+    ASSERT_GE(server.ManageObjects(), 0);
+    const auto ask = [this](const std::string& path, const std::string& interface, const std::string& method,
+                            const std::vector<Simulator::Value>& arguments = {}) {
+        return client.CallOn(path, "org.freedesktop.DBus." + interface, method, arguments).ErrorMessage();
+    };
+    const auto askForAll = [&] {
+        return std::pair(ask(serverPath, "Properties", "GetAll", {std::string(serverName)}),
+                         ask("/", "ObjectManager", "GetManagedObjects"));
+    };
+    const auto askForOne = [&] {
+        return ask(serverPath, "Properties", "Get", {std::string(serverName), std::string("Notes")});
+    };
+    const std::string refused = "Failed to build reply";
+    // Each alone fits, not both; a byte that is no UTF-8 takes three.
+    server.getText = [] { return std::string(size_t{6} << 20, '\xFF'); };
+    EXPECT_EQ(askForOne(), "");
+    EXPECT_EQ(askForAll(), std::pair(refused, refused));
+    EXPECT_LT(server.TellTexts(), 0);
+    server.getText = [] { return std::string(size_t{32} << 20, 'x'); };
+    EXPECT_EQ(askForOne(), refused);
+    server.getText = [] { return std::string(1000, 'x'); };
+    EXPECT_EQ(askForAll(), std::pair(std::string(), std::string()));
+    EXPECT_GE(server.TellTexts(), 0);
+
+    LogCapture::Take();
+    server.getText = []() -> std::string { throw std::runtime_error("no luck"); };
+    EXPECT_EQ(askForOne(), "no luck");
+    EXPECT_EQ(LogCapture::Take(), (std::vector<LogLine>{{LOG_ERR, "Notes: the call failed: no luck"}}));
     EXPECT_EQ(client.Call("Work").Read<std::string>(), "done");
 }
 

@@ -3,11 +3,13 @@
 #include "peers/StorageDaemon.h"
 #include "peers/SyncDaemon.h"
 #include "peers/VideoDaemon.h"
+#include "peers/buslink/PeerConnection.h"
 #include "simulator/SimulatedUnit.h"
 #include "support/LogCapture.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <sys/socket.h>
 #include <syslog.h>
 
 using Storage = Storaged::StorageDaemonDbusHandler;
@@ -106,7 +108,7 @@ TEST_F(StorageClientTest, AFileBelongsToTheFirstMountPointThatBeginsItsName) {
     };
     EXPECT_EQ(pathOf("/mnt/usb/a"), std::pair(0, unit.Storage().CardPath("usb")));
     EXPECT_EQ(pathOf("/mnt/usb"), std::pair(0, unit.Storage().CardPath("usb")));
-    EXPECT_EQ(pathOf("/mnt/usb2/a"), std::pair(0, unit.Storage().CardPath("usb"))) << "a plain prefix of the text";
+    EXPECT_EQ(pathOf("/mnt/usb2/a"), std::pair(0, unit.Storage().CardPath("usb2"))) << "whose name only begins alike";
     EXPECT_EQ(pathOf("/mnt/silent/a"), std::pair(0, unit.Storage().CardPath("last")));
     EXPECT_EQ(pathOf("/media/mnt/usb/a"), std::pair(-1, std::string()));
     EXPECT_EQ(pathOf(""), std::pair(-1, std::string()));
@@ -153,6 +155,91 @@ TEST_F(StorageClientTest, CardsThatComeChangeAndGoAreHeardAndOtherNoticesAreNot)
     EXPECT_EQ(LogCapture::Count("ParseProperties failed:-"), 1u);
     EXPECT_EQ(LogCapture::Count("[StorageDaemonDbusHandler] Interface Added"), 1u);
     EXPECT_EQ(LogCapture::Count("[StorageDaemonDbusHandler] Interface Removed"), 1u);
+}
+
+TEST_F(StorageClientTest, TheLossOfAListenersConnectionEndsTheLoop) {
+    struct Breakable : Storage {
+        using Storage::Storage;
+        void Break() { shutdown(sd_bus_get_fd(Bus()), SHUT_RDWR); }
+    };
+    const auto event = NewLoop();
+    Breakable storage(event.get());
+    ASSERT_GE(storage.Listen(), 0);
+    storage.Break();
+    ASSERT_TRUE(ServeUntil(event.get(), [&event] { return sd_event_get_state(event.get()) == SD_EVENT_FINISHED; }));
+    int exitCode = 0;
+    ASSERT_GE(sd_event_get_exit_code(event.get(), &exitCode), 0);
+    EXPECT_LT(exitCode, 0);
+    EXPECT_EQ(
+        LogCapture::Take(),
+        (std::vector<LogLine>{{LOG_ERR, "The listener of com.corvane.common.StorageDaemon1 lost the message bus"}}));
+}
+
+/// The thread's own connection, as those see it who would write to it or cut it.
+class OwnConnectionTest : public PeerClientTest {
+protected:
+    static int32_t Ask() {
+        std::string id;
+        return Storage::GetPrimaryDevice(id);
+    }
+    static std::string Name() {
+        std::string name;
+        Buslink::PeerConnection::With([&name](sd_bus* bus) {
+            const char* text = nullptr;
+            sd_bus_get_unique_name(bus, &text);
+            name = text;
+            return CallBus(bus);
+        });
+        return name;
+    }
+    static int CallBus(sd_bus* bus) {
+        return sd_bus_call_method(bus, "org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetId", nullptr, nullptr,
+                                  "");
+    }
+};
+
+TEST_F(OwnConnectionTest, IsKeptUntilStrangersWriteToIt) {
+    ASSERT_GE(Ask(), 0);
+    const std::string name = Name();
+    ASSERT_GE(Ask(), 0);
+    ASSERT_EQ(Name(), name) << "kept, though the bus has greeted it";
+
+    const auto stranger = OpenBus();
+    Simulator::Message signal;
+    Simulator::Check(sd_bus_message_new_signal(stranger.get(), Simulator::Out(signal), "/a", "a.b", "C"), "make it");
+    Simulator::Check(sd_bus_message_append(signal.get(), "s", std::string(1 << 20, 'x').c_str()), "fill it");
+    Simulator::Check(sd_bus_message_set_destination(signal.get(), name.c_str()), "address it");
+    Simulator::Check(sd_bus_send(stranger.get(), signal.get(), nullptr), "send it");
+    // The bus has passed it on when it answers.
+    Simulator::Check(sd_bus_flush(stranger.get()), "flush");
+    Simulator::Check(CallBus(stranger.get()), "wait");
+    ASSERT_GE(Ask(), 0) << "served, and then given up";
+    EXPECT_NE(Name(), name);
+    EXPECT_TRUE(LogCapture::Take().empty());
+}
+
+TEST_F(OwnConnectionTest, IsMadeAnewWhenItWasLostAndTheCallRepeatedOnce) {
+    ASSERT_GE(Ask(), 0);
+    int calls = 0;
+    const auto cut = [&calls](sd_bus* bus) {
+        ++calls;
+        shutdown(sd_bus_get_fd(bus), SHUT_RDWR);
+        return CallBus(bus);
+    };
+    EXPECT_LT(Buslink::PeerConnection::With(cut), 0);
+    EXPECT_EQ(calls, 2);
+    EXPECT_LT(Buslink::PeerConnection::With(cut), 0);
+    EXPECT_EQ(calls, 3) << "a new one that is lost is a failure";
+
+    ASSERT_GE(Ask(), 0);
+    int socket = -1;
+    Buslink::PeerConnection::With([&socket](sd_bus* bus) {
+        socket = sd_bus_get_fd(bus);
+        return CallBus(bus);
+    });
+    shutdown(socket, SHUT_RDWR);
+    EXPECT_GE(Ask(), 0);
+    EXPECT_TRUE(LogCapture::Take().empty()) << "nobody hears of it";
 }
 
 using SettingsClientTest = PeerClientTest;

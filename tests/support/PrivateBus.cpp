@@ -13,11 +13,12 @@
 namespace Testing {
 namespace {
 
-/// A session bus that any connection may use as it likes. Limits are far above what a stress test needs.
+/// A session bus that any connection may use as it likes. A message may have the usual 32 MiB; the other limits are far
+/// above what a stress test needs.
 std::string Configuration(const std::string& folder) {
     std::string limits;
     for (const char* name :
-         {"max_incoming_bytes", "max_outgoing_bytes", "max_message_size", "max_completed_connections",
+         {"max_incoming_bytes", "max_outgoing_bytes", "max_completed_connections",
           "max_incomplete_connections", "max_connections_per_user", "max_pending_service_starts",
           "max_names_per_connection", "max_match_rules_per_connection", "max_replies_per_connection"})
         limits += std::string("  <limit name=\"") + name + "\">100000000</limit>\n";
@@ -33,7 +34,7 @@ std::string Configuration(const std::string& folder) {
            "    <allow eavesdrop=\"true\"/>\n"
            "    <allow own=\"*\"/>\n"
            "  </policy>\n" +
-           limits + "</busconfig>\n";
+           limits + "  <limit name=\"max_message_size\">33554432</limit>\n" + "</busconfig>\n";
 }
 
 /// Becomes the bus. After a fork nothing but system calls is safe, so that all texts are made before.

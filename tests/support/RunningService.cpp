@@ -77,7 +77,11 @@ void RunningService::_Serve(std::promise<int32_t> initResult) {
     // Workers end with the process of the service; here the process goes on.
     for (const auto& [id, folder] : _cards)
         if (const auto device = daemon.FindDevice(id))
-            device->Cancel();
+        {
+            std::promise<void> ended;
+            device->Cancel([&ended] { ended.set_value(); });
+            ended.get_future().wait();
+        }
 }
 
 const TemporaryFolder& RunningService::MakeCard(const std::string& id) {

@@ -1,5 +1,8 @@
 #include "peers/buslink/DbusListener.h"
 
+#include <cerrno>
+#include <syslog.h>
+
 namespace Buslink {
 namespace {
 
@@ -18,8 +21,17 @@ int32_t DbusConnector::Connect() {
     if (result >= 0)
         result = sd_bus_add_filter(_bus.get(), nullptr, DropAddressedSignals, nullptr);
     if (result >= 0)
+        result = sd_bus_match_signal(_bus.get(), nullptr, "org.freedesktop.DBus.Local", "/org/freedesktop/DBus/Local",
+                                     "org.freedesktop.DBus.Local", "Disconnected", _OnLost, this);
+    if (result >= 0)
         result = sd_bus_attach_event(_bus.get(), _event, SD_EVENT_PRIORITY_NORMAL);
     return result;
+}
+
+int DbusConnector::_OnLost(sd_bus_message*, void* userData, sd_bus_error*) {
+    const auto& self = *static_cast<DbusConnector*>(userData);
+    syslog(LOG_ERR, "The listener of %s lost the message bus", self._peer.c_str());
+    return sd_event_exit(self._event, -ECONNRESET);
 }
 
 void DbusConnector::Disconnect() { _bus.reset(); }
@@ -40,6 +52,7 @@ int32_t DbusListener::ListenSignal(const std::string& service, const std::string
     const int32_t result = Connect();
     if (result < 0)
         return result;
+    NamePeer(service);
     return sd_bus_match_signal(Bus(), nullptr, service.c_str(), path.empty() ? nullptr : path.c_str(),
                                interface.c_str(), member.c_str(), handler, userData);
 }

@@ -3,29 +3,19 @@
 #include "peers/buslink/Utf8.h"
 #include "peers/buslink/Vtable.h"
 
-#include <exception>
 #include <poll.h>
-#include <sys/epoll.h>
-#include <sys/eventfd.h>
 #include <syslog.h>
-#include <unistd.h>
+#include <utility>
+
+using Locks::LockGuard;
 
 namespace Buslink {
 namespace {
 
 DbusServer* Server(void* userData) { return static_cast<DbusServer*>(userData); }
 
-/// The reverse of a lock guard.
-class Unlocked {
-public:
-    explicit Unlocked(std::mutex& mutex) : _mutex(mutex) { _mutex.unlock(); }
-    Unlocked(const Unlocked&) = delete;
-    Unlocked& operator=(const Unlocked&) = delete;
-    ~Unlocked() { _mutex.lock(); }
-
-private:
-    std::mutex& _mutex;
-};
+/// What an exception may say in a bus error: it may quote its input, of any length.
+constexpr size_t longestErrorText = 1000;
 
 } // namespace
 
@@ -42,11 +32,10 @@ DbusServer::DbusServer(const std::string& busName, const std::string& objectPath
 }
 
 DbusServer::~DbusServer() {
-    _wake.reset();
+    _loop->Close();
     _timeout.reset();
     _ready.reset();
-    if (_wakeDescriptor >= 0)
-        close(_wakeDescriptor);
+    const LockGuard lock(_busLock);
     sd_bus_flush_close_unref(bus);
 }
 
@@ -77,6 +66,7 @@ void DbusServer::AddVtablePropertyReadOnly(const char* name, const char* signatu
 
 int32_t DbusServer::Start() {
     buslink_utils::vtable::AddEnd(_vtable);
+    const LockGuard lock(_busLock);
     int result = sd_bus_open_user(&bus);
     if (result >= 0)
         result =
@@ -89,19 +79,15 @@ int32_t DbusServer::Start() {
 }
 
 int DbusServer::_Attach() {
-    _loopThread = std::this_thread::get_id();
-    _wakeDescriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (_wakeDescriptor < 0)
-        return -errno;
-    int result = sd_event_add_io(_event, Out(_ready), sd_bus_get_fd(bus), 0, _OnReady, this);
+    int result = _loop->Attach(_event);
+    if (result >= 0)
+        result = sd_event_add_io(_event, Out(_ready), sd_bus_get_fd(bus), 0, _OnReady, this);
     if (result >= 0)
         result = sd_event_source_set_prepare(_ready.get(), _OnPrepare);
     if (result >= 0)
         result = sd_event_add_time(_event, Out(_timeout), CLOCK_MONOTONIC, 0, 0, _OnTimeout, this);
     if (result >= 0)
         result = sd_event_source_set_enabled(_timeout.get(), SD_EVENT_OFF);
-    if (result >= 0)
-        result = sd_event_add_io(_event, Out(_wake), _wakeDescriptor, EPOLLIN, _OnWake, this);
     return result;
 }
 
@@ -113,18 +99,29 @@ int DbusServer::_OnMethod(sd_bus_message* message, void* userData, sd_bus_error*
 }
 
 int DbusServer::_RunHandler(sd_bus_message_handler_t handler, sd_bus_message* message, sd_bus_error* error) {
-    // The message is reached from this thread alone while the lock is open.
-    const Unlocked unlocked(_busLock);
+    // Called while the bus processes. The message is reached from this thread alone while the lock is open.
+    _busLock.AssertHeld();
+    const Locks::Unlocked unlocked(_busLock);
     try {
         return handler(message, this, error);
     } catch (const std::exception& exception) {
-        syslog(LOG_ERR, "%s: the call failed: %s", sd_bus_message_get_member(message), exception.what());
-        return sd_bus_error_set(error, SD_BUS_ERROR_FAILED, ValidUtf8(exception.what()).c_str());
+        return Failed(error, sd_bus_message_get_member(message), exception);
     }
 }
 
+int DbusServer::Failed(sd_bus_error* error, const char* member, const std::exception& exception) {
+    const std::string reason = std::string(exception.what()).substr(0, longestErrorText);
+    syslog(LOG_ERR, "%s: the call failed: %s", member, reason.c_str());
+    return sd_bus_error_set(error, SD_BUS_ERROR_FAILED, ValidUtf8(reason).c_str());
+}
+
+MainLoop::Work DbusServer::OnLoop(MainLoop::Work work) const {
+    return [loop = _loop, work = std::move(work)] { loop->Run(work); };
+}
+
 int DbusServer::_Process() {
-    const std::lock_guard lock(_busLock);
+    const LockGuard lock(_busLock);
+    _room = {};
     const int result = sd_bus_process(bus, nullptr);
     return result < 0 ? _Lost(result) : 0;
 }
@@ -139,7 +136,7 @@ int DbusServer::_Lost(int result) {
 /// The mask leaves out input while messages wait in the connection's own queue, and the timeout is then zero. Both
 /// change with every message that anybody sends or receives, so they are taken anew before each poll.
 int DbusServer::_WatchConnection() {
-    const std::lock_guard lock(_busLock);
+    const LockGuard lock(_busLock);
     const int events = sd_bus_get_events(bus);
     if (events < 0)
         return _Lost(events);
@@ -160,18 +157,11 @@ int DbusServer::_OnReady(sd_event_source*, int, uint32_t, void* userData) { retu
 
 int DbusServer::_OnTimeout(sd_event_source*, uint64_t, void* userData) { return Server(userData)->_Process(); }
 
-int DbusServer::_OnWake(sd_event_source*, int descriptor, uint32_t, void*) {
-    // What woke the loop is seen to when the connection is prepared for the next poll.
-    eventfd_t ignored = 0;
-    eventfd_read(descriptor, &ignored);
-    return 0;
-}
-
 void DbusServer::_WakeLoopForOutput() {
-    // The loop's own thread prepares before it polls. From another thread, the loop may sit in a poll whose mask was
-    // taken before there was output, or before a blocking call read what it waits for.
-    if (std::this_thread::get_id() != _loopThread && sd_bus_get_events(bus) != POLLIN)
-        eventfd_write(_wakeDescriptor, 1);
+    // From another thread, the loop may sit in a poll whose mask was taken before there was output, or before a
+    // blocking call read what it waits for.
+    if (sd_bus_get_events(bus) != POLLIN)
+        _loop->Wake();
 }
 
 } // namespace Buslink

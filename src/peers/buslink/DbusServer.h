@@ -1,12 +1,15 @@
 #pragma once
 
+#include "codes/Mutex.h"
 #include "peers/buslink/Handles.h"
+#include "peers/buslink/MainLoop.h"
+#include "peers/buslink/Wire.h"
 
 #include <cstdint>
-#include <mutex>
+#include <exception>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <unordered_map>
 #include <vector>
 
@@ -20,7 +23,7 @@ namespace Buslink {
 /// no lock that is ever held during an emission.
 class DbusServer {
 protected:
-    sd_bus* bus = nullptr;
+    sd_bus* bus GUARDED_BY(_busLock) = nullptr;
 
 public:
     /// Stores the arguments and opens nothing. The two flags belong to the layer's interface and are not used.
@@ -43,42 +46,63 @@ public:
     /// errno on failure.
     int32_t Start();
 
-    /// Runs `use(sd_bus*)` under the bus lock, and wakes the loop when output could not be written at once. Not to be
-    /// nested.
+    /// Runs `use(sd_bus*)`, which sends at most one message with properties, under the bus lock, and wakes the loop
+    /// when output could not be written at once. Not to be nested.
     template <typename Use>
-    int WithBus(Use use) {
-        const std::lock_guard lock(_busLock);
+    int WithBus(Use use) EXCLUDES(_busLock) {
+        const Locks::LockGuard lock(_busLock);
+        _room = {};
         const int result = use(bus);
         _WakeLoopForOutput();
         return result;
     }
+
+    /// What a property getter does: gives the property the value that `read()` returns. A value for which the message
+    /// has no room, and an exception, become a bus error; the exception also an error line. Negative on failure.
+    template <typename Read>
+    int AnswerProperty(sd_bus_message* reply, const char* property, sd_bus_error* error, Read read) {
+        // The bus calls a getter while it processes, or while somebody emits: both under the lock.
+        _busLock.AssertHeld();
+        try {
+            const int result = AppendWithin(_room, reply, read());
+            return result < 0 ? sd_bus_error_set(error, SD_BUS_ERROR_FAILED, "Failed to build reply") : result;
+        } catch (const std::exception& exception) {
+            return Failed(error, property, exception);
+        }
+    }
+
+    /// A function that has `work` run on the loop's thread: at once when called there. Any thread may call it, also
+    /// after the server's end, when nothing happens any more.
+    MainLoop::Work OnLoop(MainLoop::Work work) const;
+
+    /// The answer to what nobody expected: logs it as an error of the method or property, and sets the bus error.
+    static int Failed(sd_bus_error* error, const char* member, const std::exception& exception);
 
 private:
     static int _OnMethod(sd_bus_message* message, void* userData, sd_bus_error* error);
     static int _OnPrepare(sd_event_source* source, void* userData);
     static int _OnReady(sd_event_source* source, int descriptor, uint32_t events, void* userData);
     static int _OnTimeout(sd_event_source* source, uint64_t time, void* userData);
-    static int _OnWake(sd_event_source* source, int descriptor, uint32_t events, void* userData);
     int _RunHandler(sd_bus_message_handler_t handler, sd_bus_message* message, sd_bus_error* error);
     int _Process();
-    int _Attach();
+    int _Attach() REQUIRES(_busLock);
     int _WatchConnection();
     int _Lost(int result);
-    void _WakeLoopForOutput();
+    void _WakeLoopForOutput() REQUIRES(_busLock);
 
     const std::string _busName;
     const std::string _objectPath;
     const std::string _interfaceName;
     sd_event* const _event;
-    std::thread::id _loopThread;
+    const std::shared_ptr<MainLoop> _loop = std::make_shared<MainLoop>();
 
-    std::mutex _busLock;
+    Locks::Mutex _busLock;
+    /// For the properties of the message that is being built.
+    Room _room GUARDED_BY(_busLock);
     std::vector<sd_bus_vtable> _vtable;
     std::unordered_map<std::string_view, sd_bus_message_handler_t> _handlers;
     EventSource _ready;
     EventSource _timeout;
-    EventSource _wake;
-    int _wakeDescriptor = -1;
 };
 
 } // namespace Buslink

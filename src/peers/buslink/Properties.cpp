@@ -119,12 +119,12 @@ template <typename T>
 int32_t GetProperty(sd_bus* bus, const char* service, const char* path, const char* interface, const char* name,
                     T& value, std::string& error) {
     if (!bus) {
-        const PeerConnection own;
-        const int32_t result =
-            own.Result() < 0 ? own.Result() : GetProperty(own.Get(), service, path, interface, name, value, error);
-        if (own.Result() < 0)
+        error.clear();
+        const int32_t result = PeerConnection::With(
+            [&](sd_bus* own) { return GetProperty(own, service, path, interface, name, value, error); });
+        if (result < 0 && error.empty())
             error = BusError().Text(result);
-        return PeerConnection::Checked(result);
+        return result;
     }
     BusError busError;
     Message reply;
