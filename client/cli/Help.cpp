@@ -85,15 +85,22 @@ std::string AllCommands() {
 
 std::string Help(const Command* command) {
     const std::string program = programName;
-    if (!command)
-        return std::string(programSummary) + "\nUsage: " + program + " [OPTION ...] COMMAND [ARGUMENT ...]\n" +
-               AllCommands() + "\n" + Explanations("Options, before and after a command:", ProgramOptions()) +
-               "\nHelp with a command: " + program + " help COMMAND. Exit codes and all else: man " + program + ".\n";
-    std::string usage = "Usage: " + program + " " + command->name;
+    std::string help;
+    if (!command) {
+        help += programSummary;
+        help += "\nUsage: " + program + " [OPTION ...] COMMAND [ARGUMENT ...]\n" + AllCommands() + "\n";
+        help += Explanations("Options, before and after a command:", ProgramOptions());
+        return help + "\nHelp with a command: " + program + " help COMMAND. Exit codes and all else: man " + program +
+               ".\n";
+    }
+    help += command->help;
+    help += ".\nUsage: " + program + " " + command->name;
     for (const Argument& argument : command->arguments)
-        usage += " " + Form(argument);
-    return std::string(command->help) + ".\n" + usage + "\n" +
-           (command->arguments.empty() ? "" : "\n" + Explanations("Arguments:", command->arguments));
+        help += " " + Form(argument);
+    help += "\n";
+    if (!command->arguments.empty())
+        help += "\n" + Explanations("Arguments:", command->arguments);
+    return help;
 }
 
 } // namespace TarnJobs
