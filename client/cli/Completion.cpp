@@ -20,6 +20,9 @@ using Texts = std::vector<std::string>;
 /// How long somebody who has pressed the tabulator waits for the service.
 constexpr suseconds_t limit = 200'000;
 
+/// More jobs than anybody reads in a list. All of a full card would take longer than that.
+constexpr uint16_t mostJobs = 250;
+
 /// Prints nothing and ends when the time is over, wherever the program stands then.
 void LimitTime() {
     std::signal(SIGALRM, [](int) { _exit(0); });
@@ -173,7 +176,7 @@ private:
     void _OfferObjects(const Argument& argument) {
         JobsManager service = _Connect();
         const Given given = Resolved(service, *_command, _given);
-        const std::vector<NamedObject> objects = NamedObjects(service, argument, given);
+        const std::vector<NamedObject> objects = NamedObjects(service, argument, given, mostJobs);
         for (const NamedObject& object : objects)
             _Offer(object.id, object.name);
         if (!_current.empty() && _lines.empty())

@@ -95,7 +95,7 @@ Jobs are folders on removable cards. The service \fBtarn\-jobs\-daemon\fR owns t
 message bus. At most one job is the current one: media are recorded into it.
 .PP
 A device is named by its ID. Where the ID of a job, a media item or a contact is wanted, its name does as well, or the
-beginning of its ID; what fits several is told and refused. A value that begins with a dash comes after \fB\-\-\fR.
+beginning of its ID, at least four characters of it; what fits several is told and refused. A value that begins with a dash comes after \fB\-\-\fR.
 .PP
 \fBcopy\fR, \fBmove\fR and \fBdelete\fR have the service work beside all else it does. They follow the work with a
 bar on a terminal; Ctrl\-C cancels what is left after the job in work, a second one ends the program alone. A job that

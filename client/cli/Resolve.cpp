@@ -12,6 +12,9 @@ namespace {
 
 using Offer = Argument::Offer;
 
+/// Less of an ID is a slip of the finger rather than a job to delete.
+constexpr size_t shortestBeginning = 4;
+
 /// An ID as the service makes them: nothing else is to be looked for, so that scripts pay no list.
 bool IsWholeID(const std::string& text) {
     constexpr const char* form = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
@@ -42,7 +45,8 @@ std::string Meant(const std::vector<NamedObject>& objects, const std::string& ty
     for (const NamedObject& object : objects) {
         if (object.id == typed)
             return typed;
-        if (!object.id.starts_with(typed) && object.name != typed)
+        const bool isBeginning = typed.size() >= shortestBeginning && object.id.starts_with(typed);
+        if (!isBeginning && object.name != typed)
             continue;
         id = object.id;
         told += (++count > 1 ? ", " : "") + object.id + " (" + object.name + ")";
@@ -57,10 +61,10 @@ Json Objects(const TextResult& result) {
 }
 
 /// The objects that the argument may name.
-Json Candidates(JobsManager& service, const Argument& argument, const Given& given) {
+Json Candidates(JobsManager& service, const Argument& argument, const Given& given, uint16_t limit) {
     const std::string device = given.Text("device");
     if (argument.offer == Offer::jobs)
-        return Objects(service.GetJobList(device, SortBy::creation, Order::descending, 0, 0));
+        return Objects(service.GetJobList(device, SortBy::creation, Order::descending, 0, limit));
     if (argument.offer == Offer::contacts)
         return Objects(service.GetJobContacts(device, given.Text("job")));
     const Json job = Objects(service.GetJob(device, given.Text("job")));
@@ -84,9 +88,10 @@ void CheckContact(const std::string& typed) {
 
 } // namespace
 
-std::vector<NamedObject> NamedObjects(JobsManager& service, const Argument& argument, const Given& given) {
+std::vector<NamedObject> NamedObjects(JobsManager& service, const Argument& argument, const Given& given,
+                                      uint16_t limit) {
     std::vector<NamedObject> objects;
-    for (const Json& object : Candidates(service, argument, given))
+    for (const Json& object : Candidates(service, argument, given, limit))
         objects.push_back({IDOf(object), NameOf(object)});
     return objects;
 }
@@ -108,7 +113,7 @@ Given Resolved(JobsManager& service, const Command& command, const Given& given)
             if (typed[at].empty() || IsWholeID(typed[at]) || (isContact && IsContactID(typed[at])))
                 continue;
             if (!candidates)
-                candidates = NamedObjects(service, *argument, resolved);
+                candidates = NamedObjects(service, *argument, resolved, 0);
             resolved.Replace(argument->Key(), at, Meant(*candidates, typed[at]));
         }
         if (isContact)

@@ -11,13 +11,13 @@ struct NamedObject {
 };
 
 /// The objects that a value of the argument may mean, of the device and the job that were given. None when the service
-/// refuses to tell.
-std::vector<NamedObject> NamedObjects(libjobsdaemon::JobsManager& service, const Argument& argument,
-                                      const Given& given);
+/// refuses to tell. Of jobs so many at most, the latest; 0 is all.
+std::vector<NamedObject> NamedObjects(libjobsdaemon::JobsManager& service, const Argument& argument, const Given& given,
+                                      uint16_t limit);
 
-/// What was given with the IDs of jobs, media items and contacts in the places where their names, or the beginnings of
-/// their IDs, were typed. What fits nothing stays, for the service to refuse. Throws WrongArguments for what fits
-/// several.
+/// What was given with the IDs of jobs, media items and contacts in the places where their names, or at least four
+/// characters that their IDs begin with, were typed. What fits nothing stays, for the service to refuse. Throws
+/// WrongArguments for what fits several.
 Given Resolved(libjobsdaemon::JobsManager& service, const Command& command, const Given& given);
 
 } // namespace TarnJobs

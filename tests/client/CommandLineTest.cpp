@@ -117,6 +117,7 @@ const Row rows[] = {
     {"tarn-jobs get notes --json", "\"Roots and joints\"\n"},
     {"tarn-jobs get notes -j 'Side Street' && tarn-jobs get notes -j ${job:0:9}",
      "Roots and joints\nRoots and joints\n"},
+    {"tarn-jobs get notes -j ${job:0:3}", "", 39},
     {"tarn-jobs set private-notes -- '-5'", ""},
     {"tarn-jobs get private-notes", "-5\n"},
     {"tarn-jobs get private-notes.x", "", 2},
