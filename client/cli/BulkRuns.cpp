@@ -114,7 +114,9 @@ private:
         };
         const bool hasFailed = std::any_of(_errors.begin(), _errors.end(), isOfLoss);
         const bool isOddlyCancelled = _finished->isCancelled && !_isInterrupted;
-        if ((hasFailed || isOddlyCancelled) && !_invocation.service.FindDevice(_source))
+        // The object of a device may outlast what the service still does with it.
+        if ((hasFailed || isOddlyCancelled) &&
+            _invocation.service.GetJobListStats(_source).code == JOBS_RTN_DEVICE_NOT_FOUND)
             throw DeviceGone(_source);
         if (hasFailed)
             throw DeviceGone(_destination);

@@ -267,9 +267,9 @@ public:
 private:
     class LIBJOBSDAEMON_HIDDEN Connection;
 
-    explicit JobsManager(std::unique_ptr<Connection> connection);
-    Connection& _Link() const;
-    std::string _StatusOf(uint32_t processID);
+    LIBJOBSDAEMON_HIDDEN explicit JobsManager(std::unique_ptr<Connection> connection);
+    LIBJOBSDAEMON_HIDDEN Connection& _Link() const;
+    LIBJOBSDAEMON_HIDDEN std::string _StatusOf(uint32_t processID);
     std::vector<Wire::Value> _CallMethod(const char* method, const std::vector<Wire::Value>& arguments,
                                          const std::string& replySignature);
 
