@@ -178,7 +178,8 @@ DeviceJobs::Taken DeviceJobs::TakeFound(const Entry& found, const Reading&, uint
     if (const Entry listed = _jobList.Find(jobID)) {
         if (_IsCurrent(jobID))
             return Taken::kept;
-        listed->SetSyncStatus(found->IsSynced());
+        if (!isOutOfDate)
+            listed->SetSyncStatus(found->IsSynced());
         if (isOutOfDate || listed->IsOpen())
             return Taken::kept;
         listed->TakeOver(*found);

@@ -243,6 +243,9 @@ bool ManagedDevice::_TakeFound(std::shared_ptr<Job> found, uint64_t readAt, cons
         {
             const Locks::LockGuard announce(_announceMutex);
             const DeviceJobs::Taken taken = _jobs.TakeFound(found, reading, readAt);
+            // News from the card: what an index run has read before is out of date.
+            if (emitChanges && taken <= DeviceJobs::Taken::kept)
+                _jobs.Changed(found->Id());
             if (taken == DeviceJobs::Taken::listed && emitChanges)
                 _jobListStatsChanged.Raise(*this, true);
             if (taken <= DeviceJobs::Taken::refreshed && emitChanges)

@@ -4,8 +4,9 @@
 #include "support/BusClient.h"
 #include "support/PrivateBus.h"
 
+#include <algorithm>
 #include <random>
-#include <thread>
+#include <sys/inotify.h>
 
 namespace Testing {
 namespace {
@@ -13,6 +14,32 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr size_t nJobs = 40;
+
+/// Waits for jobs that come to a folder, or leave it, by a rename.
+class Renames {
+public:
+    explicit Renames(const fs::path& folder) : _descriptor(inotify_init1(IN_CLOEXEC)) {
+        inotify_add_watch(_descriptor, folder.c_str(), IN_MOVED_FROM | IN_MOVED_TO);
+    }
+    Renames(const Renames&) = delete;
+    Renames& operator=(const Renames&) = delete;
+    ~Renames() { close(_descriptor); }
+
+    /// False when the deadline passes first.
+    [[nodiscard]] bool WaitFor(size_t count) const {
+        alignas(inotify_event) char events[4096];
+        while (count > 0 && WaitForInput(_descriptor)) {
+            const ssize_t length = read(_descriptor, events, sizeof events);
+            for (ssize_t at = 0; at < length && count > 0; --count)
+                at += static_cast<ssize_t>(sizeof(inotify_event) +
+                                           reinterpret_cast<const inotify_event*>(events + at)->len);
+        }
+        return count == 0;
+    }
+
+private:
+    const int _descriptor;
+};
 
 /// Each file below a folder with its contents.
 std::map<std::string, std::string> Files(const TemporaryFolder& card, const std::string& job) {
@@ -31,9 +58,25 @@ protected:
         unit.Storage().AddCard("front", front.Path());
         unit.Storage().AddCard("back", back.Path());
         unit.Storage().SetAvailableDevices({"front", "back"});
-        Simulator::MakeCard(front.Path(), {.jobs = nJobs, .mediaPerJob = 4, .mediaFileBytes = 3000});
+        FillFront();
         for (const std::string& job : front.List())
             whole[job] = Files(front, job);
+    }
+
+    void FillFront() {
+        Simulator::MakeCard(front.Path(),
+                            {.jobs = nJobs, .mediaPerJob = 4, .mediaFileBytes = 6000, .withLockedJobs = false});
+    }
+
+    /// Whether some of the work was done when the program was killed, and some was not.
+    static bool IsCutOff(const std::string& method, size_t before, const TemporaryFolder& source,
+                         const TemporaryFolder& destination) {
+        const auto nJobsOn = [](const TemporaryFolder& card) {
+            return static_cast<size_t>(
+                std::ranges::count_if(card.List(), [](const std::string& name) { return !name.starts_with("."); }));
+        };
+        const size_t left = method == "CopyAllJobs" ? before - nJobsOn(destination) : nJobsOn(source);
+        return left > 0 && left < before;
     }
 
     /// Folders of the card that are the jobs they were; anything else visible is a failure.
@@ -65,23 +108,32 @@ protected:
 
 TEST_P(KilledTest, EveryJobIsWholeAtOnePlaceOrTheOther) {
     const std::string method = GetParam();
-    const bool toBack = method != "DeleteAllJobs";
     std::minstd_rand random(7);
     size_t interrupted = 0;
-    for (int round = 0; round < 12 && !front.List().empty(); ++round) {
+    for (int round = 0; round < 6; ++round) {
+        if (front.List().empty() && method == "DeleteAllJobs")
+            FillFront();
+        // Moved jobs move back once all have arrived.
+        const bool isBack = front.List().empty();
+        const TemporaryFolder& source = isBack ? back : front;
+        const TemporaryFolder& destination = isBack ? front : back;
         std::optional<Program> program(std::in_place);
         ASSERT_EQ(program->WaitForNotification(), "READY=1");
         Listed("back");
-        const size_t before = Listed("front");
-        ASSERT_GE(before, 1u);
+        Listed("front");
+        const size_t before = source.List().size();
         client.TakeSignals();
-        const int32_t code =
-            (toBack ? client.Call(method, "front", "back") : client.Call(method, "front")).Read<int32_t>();
-        ASSERT_EQ(code, 0);
-        // Any moment will do, and each round has another.
-        std::this_thread::sleep_for(std::chrono::microseconds(random() % 12000));
+        {
+            const Renames renames(method == "DeleteAllJobs" ? source.Path() : destination.Path());
+            const std::string from = isBack ? "back" : "front";
+            const std::string to = isBack ? "front" : "back";
+            const Reply reply = method == "DeleteAllJobs" ? client.Call(method, from) : client.Call(method, from, to);
+            ASSERT_EQ(reply.Read<int32_t>(), 0);
+            ASSERT_TRUE(renames.WaitFor(1 + random() % std::min<size_t>(before, 12)));
+        }
         program.reset();
         ASSERT_TRUE(client.WaitUntil([this] { return !client.HasService(); }));
+        interrupted += IsCutOff(method, before, source, destination) ? 1 : 0;
 
         program.emplace();
         ASSERT_EQ(program->WaitForNotification(), "READY=1");
@@ -89,16 +141,13 @@ TEST_P(KilledTest, EveryJobIsWholeAtOnePlaceOrTheOther) {
         const std::set<std::string> there[] = {WholeJobs(front), WholeJobs(back)};
         EXPECT_EQ(listed[0], there[0].size()) << "each is listed, and no trash is left";
         EXPECT_EQ(listed[1], there[1].size());
-        if (toBack) {
+        if (method != "DeleteAllJobs") {
             for (const auto& [job, files] : whole)
                 EXPECT_TRUE(there[0].contains(job) || there[1].contains(job)) << job << " is lost";
         }
-        interrupted += there[0].size() < before && !there[0].empty() ? 1 : 0;
-        if (method == "CopyAllJobs") {
-            interrupted += !there[1].empty() && there[1].size() < nJobs ? 1 : 0;
+        if (method == "CopyAllJobs")
             for (const std::string& job : there[1])
                 fs::remove_all(back / job);
-        }
     }
     EXPECT_GT(interrupted, 0u) << "no round was cut off in its middle";
 }

@@ -29,6 +29,12 @@ Result Forward(Function*, const char* name, Result failure, Arguments... argumen
     return FailsNow() ? failure : reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name))(arguments...);
 }
 
+/// Of writes and syncs those that go to files count: sockets and events are written to all the time.
+bool IsFile(int descriptor) {
+    struct stat64 status {};
+    return callsLeft > 0 && fstat64(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
 using Open = int (*)(int, const char*, int, mode_t);
 
 /// Opening for reading is not counted: the process opens much that has nothing to do with a card.
@@ -74,6 +80,17 @@ ssize_t copy_file_range(int from, off64_t* fromOffset, int to, off64_t* toOffset
 ssize_t sendfile64(int to, int from, off64_t* offset, size_t length) noexcept {
     return Forward(&sendfile64, "sendfile64", ssize_t{-1}, to, from, offset, length);
 }
+
+ssize_t write(int descriptor, const void* from, size_t size) {
+    static const auto forward = reinterpret_cast<decltype(&write)>(dlsym(RTLD_NEXT, "write"));
+    return IsFile(descriptor) && FailsNow() ? -1 : forward(descriptor, from, size);
+}
+
+int ftruncate64(int descriptor, off64_t size) noexcept {
+    return Forward(&ftruncate64, "ftruncate64", -1, descriptor, size);
+}
+
+int fsync(int descriptor) { return Forward(&fsync, "fsync", -1, descriptor); }
 
 int syncfs(int descriptor) noexcept { return Forward(&syncfs, "syncfs", -1, descriptor); }
 

@@ -19,6 +19,8 @@ inline Json JobDocument(const std::string& id, const std::string& time = "2026-0
 /// Jobs on the card "front" as somebody else may have put them there.
 class FindingJobsTest : public ServiceTest {
 protected:
+    using ServiceTest::ServiceTest;
+
     void PutJob(const std::string& folder, const Json& document, const std::string& file = "job.json") {
         service.Card("front").Write(folder + "/" + file, document.dump());
     }

@@ -8,6 +8,7 @@
 #include <string>
 #include <sys/mount.h>
 #include <unistd.h>
+#include <utility>
 
 namespace Testing {
 
@@ -23,12 +24,15 @@ public:
     }
     SmallCard(const SmallCard&) = delete;
     SmallCard& operator=(const SmallCard&) = delete;
-    ~SmallCard() {
-        if (_isMounted)
-            umount2(_folder.c_str(), MNT_DETACH);
-    }
+    ~SmallCard() { Pull(); }
 
     bool IsMounted() const { return _isMounted; }
+    /// Nobody is told. What is open stays in use; the folder is empty.
+    void Pull() {
+        if (std::exchange(_isMounted, false))
+            umount2(_folder.c_str(), MNT_DETACH);
+    }
+    const std::string& Folder() const { return _folder; }
     std::string Path(const std::string& name) const { return _folder + "/" + name; }
 
     /// A recording takes all the room that there is.
