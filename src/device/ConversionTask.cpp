@@ -2,6 +2,7 @@
 #include "device/ManagedDevice.h"
 #include "device/RunningTask.h"
 #include "device/Uuid.h"
+#include "fsutil/FatOrder.h"
 #include "fsutil/GuardedFs.h"
 #include "fsutil/HiddenFiles.h"
 #include "fsutil/Sync.h"
@@ -197,6 +198,7 @@ jobsDaemonRtn_e ManagedDevice::_ConvertJobToRuvo(Job& job, bool& artefactsFound)
     const std::string mediaFolder = job.DefaultMediaFolderPath();
     bool error = false;
     if (!TryFsCreateDirectory(mediaFolder, error) || error ||
+        SyncNewFolder(job.JobFolderPath(), _card.MountPoint()) ||
         SyncNewJob(mediaFolder, job.JobFolderPath(), _card.MountPoint())) {
         syslog(LOG_ERR, "ManagedDevice::_ConvertJobToRuvo - Failed to create media folder %s.", mediaFolder.c_str());
         return JOBS_RTN_FS_ERROR;

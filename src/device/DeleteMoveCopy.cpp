@@ -25,11 +25,6 @@ namespace {
 constexpr const char* deleteName = "DeleteJobInternal";
 constexpr const char* transferName = "ManagedDevice::MoveCopyInternal";
 
-bool TryRemoveAll(const std::string& path) {
-    bool error = false;
-    return TryFsRemoveAll(path, error) && !error;
-}
-
 /// By the plain system calls, for when nothing else helps.
 bool DeletePlainly(const std::string& path) {
     syslog(LOG_INFO, "Attempting to delete Trash folder using C standard library functions");
@@ -43,7 +38,7 @@ bool DeletePlainly(const std::string& path) {
 
 /// True when nothing is left in the trash that nobody wants, or when it is in use and was emptied before.
 bool EmptyTrashForDeletion(Trash& trash) {
-    if (!trash.HasGarbage() || trash.RemoveGarbage(TryRemoveAll))
+    if (!trash.HasGarbage() || trash.RemoveGarbage())
         return true;
     syslog(LOG_WARNING, "%s - Could not delete previous Trash folder: %s", deleteName, trash.Path().c_str());
     return trash.RemoveGarbage(DeletePlainly);
@@ -121,7 +116,7 @@ jobsDaemonRtn_e ManagedDevice::DeleteJobInternal(const std::shared_ptr<Job>& job
     // A client may have locked it as long as it was open.
     if (_IsLockedLogged(*job, "DeleteJob"))
         return JOBS_RTN_LOCKED_JOB;
-    if (const jobsDaemonRtn_e moved = _MoveToTrash(folder, deletion); moved != JOBS_RTN_SUCCEEDED)
+    if (const jobsDaemonRtn_e moved = _MoveToTrash(*job, deletion); moved != JOBS_RTN_SUCCEEDED)
         return moved;
 
     _jobs.Forget(jobID);
@@ -132,12 +127,13 @@ jobsDaemonRtn_e ManagedDevice::DeleteJobInternal(const std::shared_ptr<Job>& job
     return JOBS_RTN_SUCCEEDED;
 }
 
-jobsDaemonRtn_e ManagedDevice::_MoveToTrash(const std::string& folder, Deletion& deletion) const {
+jobsDaemonRtn_e ManagedDevice::_MoveToTrash(const Job& job, Deletion& deletion) const {
+    const std::string folder = job.JobFolderPath();
     Trash& trash = *_card.TrashFolder();
     if (!EmptyTrashForDeletion(trash))
         return JOBS_RTN_FS_ERROR;
     // A card that has been pulled must not come back as a folder of the unit, into which jobs then vanish.
-    auto place = _card.IsThere() ? trash.MakePlace(FileName(folder), nullptr) : std::nullopt;
+    auto place = _card.IsThere() ? trash.MakePlaceFor(job.JobFilePath()) : std::nullopt;
     if (!place && _card.IsThere())
         place = trash.TakeWhole();
     if (!place) {
@@ -158,16 +154,19 @@ void ManagedDevice::_FinishDeletions(std::vector<Deletion>& deletions) const {
     if (deletions.empty())
         return;
     const std::string& trash = _card.TrashFolder()->Path();
-    const bool isSafe = !SyncFolder(trash) && !SyncFolder(_card.MountPoint());
+    // Not the other way round: a job found in both places would be taken for garbage in the one and listed in the other.
+    const bool isSafe = !SyncFolder(_card.MountPoint()) && !SyncFolder(trash);
     if (!isSafe)
         syslog(LOG_WARNING, "%s - Could not sync %s, which keeps what was deleted", deleteName, trash.c_str());
+    TreeRemoval removal(_card.MountPoint());
     for (const auto& [folder, place] : deletions) {
         syslog(LOG_INFO, "rename() - delete - from %s to %s ok", folder.c_str(), place.Path().c_str());
-        if (!isSafe || TryRemoveAll(place.Path()))
+        if (!isSafe || removal.RemoveAll(place.Path()))
             continue;
         syslog(LOG_WARNING, "%s - Could not delete hidden Trash folder: %s", deleteName, folder.c_str());
         DeletePlainly(place.Path());
     }
+    removal.Finish();
     deletions.clear();
 }
 

@@ -167,11 +167,7 @@ void ManagedDevice::Indexing::Run() {
 void ManagedDevice::Indexing::_EmptyTrash() const {
     Trash& trash = *_device._card.TrashFolder();
     trash.WaitForArrivalsOfOthers(&_device._card);
-    const auto removeAll = [](const std::string& path) {
-        bool error = false;
-        return TryFsRemoveAll(path, error) && !error;
-    };
-    if (!trash.RemoveGarbage(removeAll))
+    if (!trash.RemoveGarbage())
         syslog(LOG_ERR, "ManagedDevice::_JobIndexingTask - Could not delete trash path: %s", trash.Path().c_str());
 }
 

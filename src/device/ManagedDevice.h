@@ -308,7 +308,7 @@ private:
     // Deleting, moving and copying: the first half for one job, the second for one or many
     jobsDaemonRtn_e _BeginDelete(const std::string& jobID, bool emitStats, Deletion& deletion);
     jobsDaemonRtn_e DeleteJobInternal(const std::shared_ptr<Job>& job, bool emitStats, Deletion& deletion);
-    jobsDaemonRtn_e _MoveToTrash(const std::string& folder, Deletion& deletion) const;
+    jobsDaemonRtn_e _MoveToTrash(const Job& job, Deletion& deletion) const;
     void _FinishDeletions(std::vector<Deletion>& deletions) const;
     jobsDaemonRtn_e MoveCopyInternal(ManagedDevice& destDevice, const std::string& jobID, bool isMove, bool emitStats);
     jobsDaemonRtn_e _BeginTransfer(std::vector<Transfer>& transfers, ManagedDevice& destDevice,

@@ -20,11 +20,6 @@ constexpr const char* transferName = "ManagedDevice::MoveCopyInternal";
 /// A client that goes on editing is kept waiting in the last of so many attempts to copy one state of its job.
 constexpr int mostFreeAttempts = 4;
 
-bool TryRemoveAll(const std::string& path) {
-    bool error = false;
-    return TryFsRemoveAll(path, error) && !error;
-}
-
 } // namespace
 
 jobsDaemonRtn_e ManagedDevice::Transfer::CheckDevices() const {
@@ -99,12 +94,12 @@ jobsDaemonRtn_e ManagedDevice::Transfer::CheckDestination() const {
 jobsDaemonRtn_e ManagedDevice::Transfer::Stage() {
     Trash& trash = *destination._card.TrashFolder();
     syslog(LOG_INFO, "%s - copying from %s to %s", transferName, _from.c_str(), trash.Path().c_str());
-    if (trash.HasGarbage() && !trash.RemoveGarbage(TryRemoveAll)) {
+    if (trash.HasGarbage() && !trash.RemoveGarbage()) {
         syslog(LOG_ERR, "%s - Could not delete previous destination Trash folder: %s", transferName,
                trash.Path().c_str());
         return JOBS_RTN_FS_ERROR;
     }
-    auto place = destination._card.IsThere() ? trash.MakePlace(FileName(_from), &destination._card) : std::nullopt;
+    auto place = destination._card.IsThere() ? trash.MakePlaceForArrival(FileName(_from), destination._card) : std::nullopt;
     if (!place) {
         syslog(LOG_ERR, "Failed to create destination (trash) directory %s", trash.Path().c_str());
         return JOBS_RTN_FS_ERROR;
@@ -114,7 +109,7 @@ jobsDaemonRtn_e ManagedDevice::Transfer::Stage() {
         return JOBS_RTN_DEVICE_NOT_FOUND;
     _staging = std::move(*place);
     if (_CopyAsOneState()) {
-        if (!TryRemoveAll(_staging.Path()))
+        if (!TreeRemoval(destination.GetMountPoint()).RemoveAll(_staging.Path()))
             syslog(LOG_ERR, "%s - failed to remove (partial) copy %s", transferName, trash.Path().c_str());
         syslog(LOG_ERR, "Recursive fs::copy from %s to %s failed", _from.c_str(), _staging.Path().c_str());
         return JOBS_RTN_FS_ERROR;
@@ -129,7 +124,9 @@ std::error_code ManagedDevice::Transfer::_CopyAsOneState() const {
     const std::string jobFile = job->JobFilePath();
     const DeviceJobs::Reading reading(source._jobs);
     uint64_t readAt = reading.Now();
-    std::error_code failure = files.CopyFolder(jobFile, _staging.Path());
+    std::error_code failure = MakeFoldersOf(_from, _staging.Path(), destination.GetMountPoint());
+    if (!failure)
+        failure = files.CopyFolder(jobFile, _staging.Path());
     for (int attempt = 0; reading.IsOutOfDate(jobID, readAt); ++attempt) {
         std::unique_lock<Locks::Mutex> use(job->DetailsLock(), std::defer_lock);
         if (attempt == mostFreeAttempts)
@@ -146,7 +143,10 @@ std::vector<jobsDaemonRtn_e> ManagedDevice::Transfer::Land(std::vector<Transfer>
     const std::error_code notStaged = SyncFilesystem(card);
     for (size_t i = 0; i < transfers.size(); ++i)
         codes[i] = notStaged ? transfers[i]._GiveUp() : transfers[i]._PutInPlace();
-    const std::error_code notLanded = SyncFilesystem(card);
+    // The trash first: a job found in both places would be taken for garbage in the one and listed in the other.
+    std::error_code notLanded = SyncFolder(transfers.front().destination.GetTrashPath());
+    if (!notLanded)
+        notLanded = SyncFilesystem(card);
     for (size_t i = 0; i < transfers.size(); ++i) {
         const Transfer& transfer = transfers[i];
         if (codes[i] != JOBS_RTN_SUCCEEDED)
@@ -173,7 +173,7 @@ jobsDaemonRtn_e ManagedDevice::Transfer::_PutInPlace() const {
 }
 
 jobsDaemonRtn_e ManagedDevice::Transfer::_GiveUp() const {
-    if (!TryRemoveAll(_staging.Path()))
+    if (!TreeRemoval(destination.GetMountPoint()).RemoveAll(_staging.Path()))
         syslog(LOG_ERR, "%s - Could not delete unloadable directory: %s", transferName, _staging.Path().c_str());
     return JOBS_RTN_FS_ERROR;
 }

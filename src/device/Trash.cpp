@@ -3,6 +3,7 @@
 #include "fsutil/FolderReader.h"
 #include "fsutil/GuardedFs.h"
 #include "fsutil/HiddenFiles.h"
+#include "fsutil/Paths.h"
 #include "jobs/JobFolder.h"
 
 #include <algorithm>
@@ -43,9 +44,19 @@ std::vector<std::string> NamesIn(const std::string& folder) {
     return names;
 }
 
+/// A file in one of the folders of a card; empty when there is none.
+std::string SomeFileBelow(const std::string& mountPoint) {
+    std::error_code ignored;
+    for (const fs::directory_entry& folder : fs::directory_iterator(mountPoint, ignored))
+        for (const fs::directory_entry& file : fs::directory_iterator(folder.path(), ignored))
+            if (file.is_regular_file(ignored))
+                return file.path();
+    return {};
+}
+
 } // namespace
 
-Trash::Trash(const std::string& mountPoint) : _path(JobFolder::Trash(mountPoint)) {}
+Trash::Trash(const std::string& mountPoint) : _mountPoint(mountPoint), _path(JobFolder::Trash(mountPoint)) {}
 
 Trash::Use::Use(std::shared_ptr<Trash> trash) : _trash(std::move(trash)) {
     const LockGuard lock(_trash->_mutex);
@@ -65,8 +76,9 @@ Trash::Use::~Use() { _End(); }
 void Trash::Use::_End() {
     if (!_trash)
         return;
+    TreeRemoval removal(_trash->_mountPoint);
     const LockGuard lock(_trash->_mutex);
-    _trash->_Leave();
+    _trash->_Leave(removal);
 }
 
 Trash::Place& Trash::Place::operator=(Place&& other) noexcept {
@@ -84,24 +96,25 @@ Trash::Place::~Place() { _End(); }
 void Trash::Place::_End() {
     if (!_trash)
         return;
+    TreeRemoval removal(_trash->_mountPoint);
     // What is left there is garbage, but an empty folder is not even that.
-    rmdir((_name.empty() ? _path : _trash->_path + "/" + _name).c_str());
+    removal.RemoveEmptyFolder(_name.empty() ? _trash->_path : _trash->_path + "/" + _name);
     {
         const LockGuard lock(_trash->_mutex);
         if (_name.empty())
             _trash->_isWhole = false;
         else
             _trash->_places.erase(_name);
-        _trash->_Leave();
+        _trash->_Leave(removal);
     }
     _trash->_changed.notify_all();
     _trash = nullptr;
 }
 
-void Trash::_Leave() {
-    // Fails, as it should, while something is left in it.
+void Trash::_Leave(TreeRemoval& removal) {
+    // Stays, as it should, while something is left in it.
     if (--_users == 0)
-        rmdir(_path.c_str());
+        removal.RemoveEmptyFolder(_path);
 }
 
 bool Trash::HasGarbage() const {
@@ -109,7 +122,12 @@ bool Trash::HasGarbage() const {
     return _users == 0 && IsThere(_path);
 }
 
-bool Trash::RemoveGarbage(bool (*removeAll)(const std::string& path)) {
+bool Trash::RemoveGarbage() {
+    TreeRemoval removal(_mountPoint);
+    return RemoveGarbage([&removal](const std::string& path) { return removal.RemoveAll(path); });
+}
+
+bool Trash::RemoveGarbage(const RemoveAll& removeAll) {
     if (!IsThere(_path))
         return true;
     if (!IsFolder(_path))
@@ -133,7 +151,16 @@ bool Trash::RemoveGarbage(bool (*removeAll)(const std::string& path)) {
     return areGone;
 }
 
-std::optional<Trash::Place> Trash::MakePlace(const std::string& name, const Card* owner) {
+std::optional<Trash::Place> Trash::MakePlaceFor(const std::string& jobFile) {
+    return _MakePlace(FileName(DirectoryPart(jobFile)), nullptr, jobFile);
+}
+
+std::optional<Trash::Place> Trash::MakePlaceForArrival(const std::string& name, const Card& owner) {
+    return _MakePlace(name, &owner, IsOnFat(_mountPoint) ? SomeFileBelow(_mountPoint) : std::string());
+}
+
+std::optional<Trash::Place> Trash::_MakePlace(const std::string& name, const Card* owner,
+                                              const std::string& bystander) {
     std::unique_lock<Locks::Mutex> lock(_mutex);
     _mutex.AssertHeld();
     const bool isUsable = _changed.wait_for(lock, patience, [this] {
@@ -151,10 +178,15 @@ std::optional<Trash::Place> Trash::MakePlace(const std::string& name, const Card
     _places.emplace(place._name, owner);
     _Enter();
     lock.unlock();
-    // The empty folder is what a rename replaces. Without it the rename makes the entry.
-    fs::create_directory(place._path, ignored);
     if (isNew && !owner)
         MakeHidden(_path);
+    // A failing sync shows again when what comes here is synced.
+    if (isNew)
+        SyncNewFolder(_mountPoint, bystander);
+    // The empty folder is what a rename replaces. Without it the rename makes the entry, as it should on FAT, where the
+    // cluster of a folder that is replaced could be free before its entry is gone.
+    if ((owner || !IsOnFat(_path)) && fs::create_directory(place._path, ignored))
+        SyncNewFolder(_path, _mountPoint);
     return place;
 }
 

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "codes/Mutex.h"
+#include "fsutil/FatOrder.h"
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -60,14 +62,20 @@ public:
         std::string _path;
     };
 
-    /// Removes what is nobody's with that function. False when it has failed for something.
-    bool RemoveGarbage(bool (*removeAll)(const std::string& path));
+    using RemoveAll = std::function<bool(const std::string& path)>;
+    /// Removes what is nobody's. False, with a log line, when something stays.
+    bool RemoveGarbage();
+    /// The same with a function that says whether it has removed all that lies at a path.
+    bool RemoveGarbage(const RemoveAll& removeAll);
     /// True when nobody uses the folder and it is there.
     bool HasGarbage() const;
 
-    /// A place for a folder of that name, as an empty folder where the card has room for it. Without value when the
-    /// trash folder cannot be made. `owner` is the card to which something arrives; null for a deletion.
-    std::optional<Place> MakePlace(const std::string& name, const Card* owner);
+    // A place, as an empty folder where the card has room for it. Without value when the trash folder cannot be made.
+
+    /// For a job of this card that is to be deleted.
+    std::optional<Place> MakePlaceFor(const std::string& jobFile);
+    /// For a folder that arrives on the card `owner`.
+    std::optional<Place> MakePlaceForArrival(const std::string& name, const Card& owner);
     /// For a card on which the trash folder cannot be made: its own path, to rename a job to. Without value while
     /// others use the folder.
     std::optional<Place> TakeWhole();
@@ -76,10 +84,12 @@ public:
     void WaitForArrivalsOfOthers(const Card* owner);
 
 private:
+    std::optional<Place> _MakePlace(const std::string& name, const Card* owner, const std::string& bystander);
     std::string _FreeName(const std::string& name) const REQUIRES(_mutex);
-    void _Leave() REQUIRES(_mutex);
+    void _Leave(TreeRemoval& removal) REQUIRES(_mutex);
     void _Enter() REQUIRES(_mutex) { ++_users; }
 
+    const std::string _mountPoint;
     const std::string _path;
 
     mutable Locks::Mutex _mutex;

@@ -1,6 +1,8 @@
 #include "fsutil/CopyFolder.h"
 
+#include "fsutil/FatOrder.h"
 #include "fsutil/FileDescriptor.h"
+#include "fsutil/HiddenFiles.h"
 #include "fsutil/SystemCalls.h"
 
 #include <algorithm>
@@ -110,8 +112,8 @@ std::error_code CopyContents(FileDescriptor from, int to, const std::vector<std:
 std::error_code CopyFolder(Place from, Place to, mode_t mode) {
     // Its owner has to fill it.
     if (systemCalls.makeFolder(to.folder, to.name, (mode & 0777) | S_IRWXU) != 0)
-        if (const std::error_code failure = ErrorUnlessThere(to))
-            return failure;
+        if (errno != EEXIST)
+            return LastError();
     constexpr int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
     FileDescriptor source(systemCalls.openAt(from.folder, from.name, flags, 0));
     const FileDescriptor target(systemCalls.openAt(to.folder, to.name, flags, 0));
@@ -189,7 +191,22 @@ void RemoveStale(const fs::path& from, const fs::path& to, const std::vector<std
 } // namespace
 
 std::error_code CopyFolderContents(const std::string& from, const std::string& to, const CopiedApart& apart) {
+    // Its folders may have been made before.
     return Copy(from, to, apart, false);
+}
+
+std::error_code MakeFoldersOf(const std::string& from, const std::string& to, const std::string& bystander) {
+    if (!IsOnFat(to))
+        return {};
+    std::error_code failure;
+    for (fs::recursive_directory_iterator entry(from, failure), end; !failure && entry != end; entry.increment(failure)) {
+        if (entry->symlink_status(failure).type() != fs::file_type::directory)
+            continue;
+        const fs::path folder = to / entry->path().lexically_relative(from);
+        if (fs::create_directory(folder, failure))
+            failure = SyncNewFolder(folder.parent_path(), bystander);
+    }
+    return failure;
 }
 
 std::error_code RefreshFolderContents(const std::string& from, const std::string& to, const CopiedApart& apart) {

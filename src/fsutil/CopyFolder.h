@@ -22,6 +22,10 @@ struct CopiedApart {
 /// returned; what was copied stays. A FIFO, a socket or a device among the files is such a failure.
 std::error_code CopyFolderContents(const std::string& from, const std::string& to, const CopiedApart& apart = {});
 
+/// Makes the folders of a copy before its files, where the filesystem of `to` needs them on the medium first: on FAT.
+/// `to` has been made and is on the medium; for `bystander` see SyncNewFolder.
+std::error_code MakeFoldersOf(const std::string& from, const std::string& to, const std::string& bystander);
+
 /// Brings such a copy up to date with an original that has changed since: as copying anew, but files whose size and
 /// modification time are the same stay.
 std::error_code RefreshFolderContents(const std::string& from, const std::string& to, const CopiedApart& apart = {});
