@@ -18,6 +18,7 @@ void Require(bool isSo, const char* message) {
 
 LocalDevice::LocalDevice(const std::string& cardFolder) {
     _device->SetDeviceId("card");
+    _device->SetStoragePath("");
     _device->SetMountPoint(cardFolder);
     _device->_deviceStateUpdate.Connect([this](ManagedDevice& device) {
         if (device.GetState() == DEVICE_STATE_IDLE)
@@ -62,7 +63,7 @@ size_t LocalDevice::_Search(const char* field) {
 
 void LocalDevice::SearchInVain() { Require(_Search(R"("zebra crossing")") == 0, "a hit"); }
 
-void LocalDevice::SearchForAll() { Require(_Search(R"("an")") == _Jobs(), "not all jobs are hits"); }
+void LocalDevice::SearchForAll() { Require(_Search(R"("run ")") == _Jobs(), "not all jobs are hits"); }
 
 std::string LocalDevice::FirstPage() const {
     std::string text;

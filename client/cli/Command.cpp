@@ -1,9 +1,23 @@
 #include "Command.h"
 
+#include "ExitCodes.h"
+
+#include <algorithm>
+#include <cerrno>
 #include <iostream>
 #include <sstream>
 
 namespace TarnJobs {
+namespace {
+
+/// The service's own bytes, if they are one line of JSON.
+std::string JsonLine(const Outcome& outcome) {
+    const std::string& bytes = outcome.bytes;
+    const bool isLine = bytes.find('\n') == std::string::npos && Json::accept(bytes);
+    return isLine ? bytes : Dumped(*outcome.result);
+}
+
+} // namespace
 
 std::vector<std::string> Argument::Names() const {
     std::vector<std::string> all;
@@ -18,12 +32,29 @@ std::string Argument::Key() const {
     return longest.substr(std::min(longest.find_first_not_of('-'), longest.size()));
 }
 
-void Output::Tell(const Json& result) const {
-    if (_isJson)
-        std::cout << result.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
-    else
-        _view(std::cout, result);
-    std::cout.flush();
+void Output::Tell(const Outcome& outcome) const {
+    if (!outcome.result)
+        return;
+    if (_isJson) {
+        std::cout << JsonLine(outcome) << '\n';
+    } else if (outcome.isForPeople) {
+        Page page(std::cout, _isUtc);
+        _view(page, *outcome.result);
+    }
+    FlushOutput();
+}
+
+void FlushOutput() {
+    errno = 0;
+    if (!std::cout.flush())
+        throw OutputFailed(errno);
+}
+
+const Command* FindCommand(const std::string& name) {
+    const std::vector<Command>& all = Commands();
+    const auto found =
+        std::find_if(all.begin(), all.end(), [&](const Command& command) { return name == command.name; });
+    return found == all.end() ? nullptr : &*found;
 }
 
 } // namespace TarnJobs

@@ -1,24 +1,22 @@
 #pragma once
 
+#include "Page.h"
 #include "libjobsdaemon/JobsManager.h"
 
 #include <cstdint>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <ostream>
 #include <string>
 #include <vector>
 
 namespace TarnJobs {
 
-using Json = nlohmann::ordered_json;
-
 /// A word or an option that a command takes.
 struct Argument {
     enum class Kind { word, optionalWord, words, option, flag };
-    /// What a shell offers for the value.
-    enum class Offer { nothing, devices, jobs, files };
+    /// What a value is: what a shell offers for it, and whether a name may stand in the place of an ID.
+    enum class Offer { nothing, devices, jobs, media, contacts, fieldValues, commands, files };
 
     Kind kind;
     const char* names; ///< "JOB" of a word, "-d,--device" of an option
@@ -28,7 +26,8 @@ struct Argument {
     std::vector<std::string> choices = {};
     /// For a number, its bounds.
     std::optional<std::pair<int32_t, int32_t>> range = std::nullopt;
-    size_t count = 1; ///< values of an option
+    size_t count = 1;      ///< values of an option
+    bool hasParts = false; ///< a dot and more may follow a choice, as in customer.lastName
 
     bool IsOption() const { return kind == Kind::option || kind == Kind::flag; }
     /// "JOB", "device".
@@ -52,23 +51,36 @@ public:
     }
 
     void Add(const std::string& key, std::string value) { _values[key].push_back(std::move(value)); }
+    void Replace(const std::string& key, size_t place, std::string value) {
+        _values.at(key).at(place) = std::move(value);
+    }
 
 private:
     std::map<std::string, std::vector<std::string>> _values;
 };
 
-using View = void (*)(std::ostream& out, const Json& result);
+/// What a command has to tell.
+struct Outcome {
+    std::optional<Json> result = std::nullopt; ///< none when the command has told all itself
+    int exitCode = 0;
+    /// The result as the service has written it, which --json passes on byte by byte.
+    std::string bytes = {};
+    bool isForPeople = true; ///< else it is told as JSON alone
+};
 
-/// How results go out: as a text for people, or as JSON, a line per value.
+using View = void (*)(Page& page, const Json& result);
+
+/// How results go out: as a text for people, or as JSON, a line per value. Throws OutputFailed when they cannot.
 class Output {
 public:
-    Output(bool isJson, View view) : _isJson(isJson), _view(view) {}
+    Output(bool isJson, bool isUtc, View view) : _isJson(isJson), _isUtc(isUtc), _view(view) {}
 
-    void Tell(const Json& result) const;
+    void Tell(const Outcome& outcome) const;
     bool IsJson() const { return _isJson; }
 
 private:
     bool _isJson;
+    bool _isUtc;
     View _view;
 };
 
@@ -84,11 +96,6 @@ struct Invocation {
     std::string ResolvedDevice() const { return Device().empty() ? service.GetTargetDeviceID() : Device(); }
 };
 
-struct Outcome {
-    std::optional<Json> result; ///< none when the command has told all itself
-    int exitCode = 0;
-};
-
 struct Command {
     const char* group;
     const char* name;
@@ -98,9 +105,11 @@ struct Command {
     View view;
 };
 
-/// All commands, in the order in which people read them. The command line, the completion of the shells and the manual
-/// page are made of this table.
+/// All commands, in the order in which people read them. The command line, the completion of the shells, the help and
+/// the manual page are made of this table.
 const std::vector<Command>& Commands();
+/// Null when there is none of that name.
+const Command* FindCommand(const std::string& name);
 /// Options of the program itself.
 const std::vector<Argument>& ProgramOptions();
 

@@ -1,156 +1,212 @@
-#include "Command.h"
+#include "CommandLine.h"
+#include "Resolve.h"
 #include "Texts.h"
+
+#include <algorithm>
+#include <csignal>
+#include <iostream>
+#include <sys/time.h>
+#include <unistd.h>
+
+using namespace libjobsdaemon;
 
 namespace TarnJobs {
 namespace {
 
-std::string Joined(const std::vector<std::string>& words) {
-    std::string joined;
-    for (const std::string& word : words)
-        joined += (joined.empty() ? "" : " ") + word;
-    return joined;
+using Kind = Argument::Kind;
+using Offer = Argument::Offer;
+using Texts = std::vector<std::string>;
+
+/// How long somebody who has pressed the tabulator waits for the service.
+constexpr suseconds_t limit = 200'000;
+
+/// More jobs than anybody reads in a list. All of a full card would take longer than that.
+constexpr uint16_t mostJobs = 250;
+
+/// Prints nothing and ends when the time is over, wherever the program stands then.
+void LimitTime() {
+    std::signal(SIGALRM, [](int) { _exit(0); });
+    const itimerval timer{{0, 0}, {0, limit}};
+    setitimer(ITIMER_REAL, &timer, nullptr);
 }
 
-/// Asks the program itself, which asks the service; without one there is nothing to offer.
-std::string Values(Argument::Offer offer) {
-    const std::string what = offer == Argument::Offer::devices ? "devices" : "jobs";
-    return "$(" + std::string(programName) + " --values " + what + " 2>/dev/null)";
+std::string InOneLine(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char letter) { return letter < 0x20; }, ' ');
+    return text;
 }
 
-bool IsAsked(const Argument& argument) {
-    return argument.offer == Argument::Offer::devices || argument.offer == Argument::Offer::jobs;
-}
+/// What was typed so far, and what fits in the place of the last word.
+class Completer {
+public:
+    explicit Completer(const Texts& words) {
+        const Texts typed = _WithoutLooseEquals(words);
+        if (typed.empty())
+            return;
+        _current = typed.back();
+        const Texts before(typed.begin(), typed.end() - 1);
+        for (const std::string& word : before)
+            _Read(word);
+    }
 
-// bash
-
-/// The commands that offer the argument's value.
-std::string BashOffer(const Argument& argument) {
-    if (!argument.choices.empty())
-        return "words='" + Joined(argument.choices) + "'";
-    if (IsAsked(argument))
-        return "words=\"" + Values(argument.offer) + "\"";
-    return argument.offer == Argument::Offer::files ? "files=1" : ":";
-}
-
-/// The cases of a command: after an option its values, else its options and the values of its words.
-std::string BashCases(const std::string& command, const std::vector<Argument>& arguments) {
-    std::string cases;
-    std::string words;
-    std::string offers;
-    for (const Argument& argument : arguments) {
-        const std::vector<std::string> names = argument.Names();
-        if (argument.IsOption())
-            words += Joined(names) + " ";
-        else if (argument.choices.empty())
-            offers += "; " + BashOffer(argument);
+    Texts Lines() {
+        const size_t equals = _current.find('=');
+        if (!_isOnlyWords && !_option && _current.starts_with("--") && equals != std::string::npos) {
+            _option = FindOption(_command, _current.substr(0, equals));
+            _prefix = _current.substr(0, equals + 1);
+            _current = _current.substr(equals + 1);
+        }
+        if (_option)
+            _OfferValues(*_option);
+        else if (_current.starts_with('-') && !_isOnlyWords)
+            _OfferOptions();
+        else if (!_command)
+            _OfferCommands();
         else
-            words += Joined(argument.choices) + " ";
-        if (argument.kind == Argument::Kind::option)
-            for (const std::string& name : names)
-                cases += "    '" + command + " " + name + "') " + BashOffer(argument) + " ;;\n";
+            _OfferWord();
+        return _lines;
     }
-    // What the words offer goes first, so that the options join them.
-    return cases + "    '" + command + " '*) " + (offers.empty() ? "" : offers.substr(2) + "; ") + "words=\"$words " +
-           words + "--json --timeout --address --help\" ;;\n";
-}
 
-// zsh
-
-/// Within single quotes, in an argument of _arguments.
-std::string ZshText(const std::string& text) {
-    std::string escaped;
-    for (const char letter : text) {
-        if (letter == '[' || letter == ']' || letter == ':')
-            escaped += '\\';
-        escaped += letter == '\'' ? std::string("'\\''") : std::string(1, letter);
+private:
+    /// bash makes three words of "--device=front"; the last may still be missing.
+    static Texts _WithoutLooseEquals(const Texts& words) {
+        Texts kept;
+        for (size_t at = 0; at < words.size(); ++at) {
+            const bool isLoose = words[at] == "=" && at > 0 && words[at - 1].starts_with("--");
+            if (!isLoose)
+                kept.push_back(words[at]);
+            else if (at + 1 == words.size())
+                kept.emplace_back();
+        }
+        return kept;
     }
-    return escaped;
-}
 
-std::string ZshAction(const Argument& argument) {
-    if (!argument.choices.empty())
-        return "(" + Joined(argument.choices) + ")";
-    if (IsAsked(argument))
-        return "{compadd -- " + Values(argument.offer) + "}";
-    return argument.offer == Argument::Offer::files ? "_files" : " ";
-}
+    void _Read(const std::string& word) {
+        if (_option) {
+            _given.Add(_option->Key(), word);
+            if (++_valuesRead == _option->count)
+                _option = nullptr;
+        } else if (_isOnlyWords || !word.starts_with('-')) {
+            if (!_command)
+                _command = FindCommand(word);
+            else
+                _ReadWord(word);
+        } else if (word == "--") {
+            _isOnlyWords = true;
+        } else {
+            _ReadOption(word);
+        }
+    }
 
-std::string ZshArgument(const Argument& argument) {
-    std::string forms;
-    if (!argument.IsOption()) {
-        const std::string many = argument.kind == Argument::Kind::words ? "*" : "";
-        return " '" + many + ":" + ZshText(argument.names) + ":" + ZshAction(argument) + "'";
+    void _ReadOption(const std::string& word) {
+        const size_t equals = word.find('=');
+        const Argument* const option = FindOption(_command, word.substr(0, equals));
+        if (option && equals != std::string::npos)
+            _given.Add(option->Key(), word.substr(equals + 1));
+        else if (option && option->kind == Kind::option)
+            _option = option, _valuesRead = 0;
     }
-    for (const std::string& name : argument.Names()) {
-        forms += " '" + name + "[" + ZshText(argument.help) + "]";
-        for (size_t value = 0; argument.kind == Argument::Kind::option && value < argument.count; ++value)
-            forms += ":" + ZshText(argument.value) + ":" + ZshAction(argument);
-        forms += "'";
+
+    void _ReadWord(const std::string& word) {
+        if (const Argument* const argument = _NextWord()) {
+            _given.Add(argument->Key(), word);
+            ++_wordsRead;
+        }
     }
-    return forms;
-}
+
+    /// The argument that the next word is for; null when there is none.
+    const Argument* _NextWord() const {
+        size_t at = 0;
+        for (const Argument& argument : _command->arguments)
+            if (!argument.IsOption() && (at++ == _wordsRead || argument.kind == Kind::words))
+                return &argument;
+        return nullptr;
+    }
+
+    void _Offer(const std::string& value, const std::string& what) {
+        if (value.starts_with(_current))
+            _lines.push_back(_prefix + InOneLine(value) + "\t" + InOneLine(what));
+    }
+
+    void _OfferCommands() {
+        for (const Command& command : Commands())
+            _Offer(command.name, command.help);
+    }
+
+    void _OfferOptions() {
+        for (const std::vector<Argument>* arguments : {_command ? &_command->arguments : nullptr, &ProgramOptions()})
+            for (size_t at = 0; arguments && at < arguments->size(); ++at)
+                for (const std::string& name : arguments->at(at).Names())
+                    if (arguments->at(at).IsOption())
+                        _Offer(name, arguments->at(at).help);
+    }
+
+    void _OfferWord() {
+        if (const Argument* const argument = _NextWord())
+            _OfferValues(*argument);
+    }
+
+    void _OfferValues(const Argument& argument) {
+        for (const std::string& choice : argument.choices)
+            _Offer(choice, "");
+        if (argument.offer == Offer::commands)
+            _OfferCommands();
+        if (argument.offer == Offer::files)
+            _lines.emplace_back(":files");
+        const std::string field = _given.Text("FIELD");
+        if (argument.offer == Offer::fieldValues && (field == "locked" || field == "in-report"))
+            for (const char* value : {"true", "false"})
+                _Offer(value, "");
+        if (argument.offer == Offer::devices)
+            _OfferDevices();
+        if (argument.offer == Offer::jobs || argument.offer == Offer::media || argument.offer == Offer::contacts)
+            _OfferObjects(argument);
+    }
+
+    JobsManager _Connect() const {
+        return _given.Has("user") ? JobsManager::OfUser(_given.Text("user")) : JobsManager(_given.Text("address"));
+    }
+
+    void _OfferDevices() {
+        for (const Device& device : _Connect().Devices())
+            _Offer(device.id, device.state);
+    }
+
+    /// Objects by their IDs, and by the names that stand for them.
+    void _OfferObjects(const Argument& argument) {
+        JobsManager service = _Connect();
+        const Given given = Resolved(service, *_command, _given);
+        const std::vector<NamedObject> objects = NamedObjects(service, argument, given, mostJobs);
+        for (const NamedObject& object : objects)
+            _Offer(object.id, object.name);
+        if (!_current.empty() && _lines.empty())
+            for (const NamedObject& object : objects)
+                _Offer(object.name, object.id);
+    }
+
+    const Command* _command = nullptr;
+    const Argument* _option = nullptr; ///< whose value comes next
+    size_t _valuesRead = 0;
+    size_t _wordsRead = 0;
+    bool _isOnlyWords = false; ///< after "--"
+    Given _given;
+    std::string _current;
+    std::string _prefix; ///< of what is offered: an option's name and "="
+    Texts _lines;
+};
 
 } // namespace
 
-std::string BashCompletion() {
-    std::string names;
-    std::string cases;
-    for (const Command& command : Commands()) {
-        names += std::string(command.name) + " ";
-        cases += BashCases(command.name, command.arguments);
+void PrintCompletions(const Texts& words) {
+    LimitTime();
+    try {
+        std::string all;
+        for (const std::string& line : Completer(words).Lines())
+            all += line + "\n";
+        setitimer(ITIMER_REAL, nullptr, nullptr);
+        std::cout << all << std::flush;
+    } catch (const std::exception&) { // there is nobody to tell
     }
-    return "# Completion of tarn-jobs for bash.\n"
-           "_tarn_jobs() {\n"
-           "    local word command='' words='' files='' current=${COMP_WORDS[COMP_CWORD]}\n"
-           "    for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
-           "        case \"$word\" in -*) ;; *) command=$word; break ;; esac\n"
-           "    done\n"
-           "    case \"$command ${COMP_WORDS[COMP_CWORD-1]}\" in\n" +
-           cases + "    *) words='" + names +
-           "--json --timeout --address --help --version' ;;\n"
-           "    esac\n"
-           "    mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$current\")\n"
-           "    [ -z \"$files\" ] || mapfile -t -O \"${#COMPREPLY[@]}\" COMPREPLY < <(compgen -f -- \"$current\")\n"
-           "}\n"
-           "complete -o filenames -F _tarn_jobs tarn-jobs\n";
-}
-
-std::string ZshCompletion() {
-    std::string names;
-    std::string cases;
-    for (const Command& command : Commands()) {
-        names += "        '" + std::string(command.name) + ":" + ZshText(command.help) + "'\n";
-        cases += "    " + std::string(command.name) + ") _arguments";
-        for (const Argument& argument : command.arguments)
-            cases += ZshArgument(argument);
-        cases += " $options ;;\n";
-    }
-    std::string options;
-    for (const Argument& option : ProgramOptions())
-        options += ZshArgument(option);
-    return "#compdef tarn-jobs\n"
-           "# Completion of tarn-jobs for zsh.\n"
-           "_tarn_jobs() {\n"
-           "    local -a commands options\n"
-           "    local context state state_descr line\n"
-           "    typeset -A opt_args\n"
-           "    options=(" +
-           options.substr(1) +
-           ")\n"
-           "    commands=(\n" +
-           names +
-           "    )\n"
-           "    _arguments -C $options '1:command:->command' '*::argument:->argument'\n"
-           "    case $state in\n"
-           "    command) _describe command commands; return ;;\n"
-           "    argument) ;;\n"
-           "    *) return ;;\n"
-           "    esac\n"
-           "    case $words[1] in\n" +
-           cases +
-           "    esac\n"
-           "}\n"
-           "_tarn_jobs \"$@\"\n";
 }
 
 } // namespace TarnJobs

@@ -33,7 +33,7 @@ Outcome DoLongWork(const Invocation& invocation, const LongWork& work) {
     Check((invocation.service.*work.start)(device));
     bool hasBegun = false;
     const auto take = [&](const Event& event) {
-        RefuseRemoved(event, device);
+        CheckDeviceStays(event, device);
         const std::string stats = ChangedText(event, device, "JobListStats");
         if (!stats.empty())
             bar.Draw(Line(work.state, stats));
@@ -43,29 +43,31 @@ Outcome DoLongWork(const Invocation& invocation, const LongWork& work) {
         return hasBegun && state == "Idle";
     };
     // Neither kind of work can be cancelled, so that Ctrl-C ends the waiting alone.
-    loop.Run(take, [] { raise(SIGINT); });
-    return {Parsed(Checked(invocation.service.GetJobListStats(device)).text)};
+    loop.Run({take, [] { raise(SIGINT); }, [&bar] { bar.Redraw(); }});
+    return Relayed(invocation.service.GetJobListStats(device));
 }
 
 } // namespace
 
-Outcome Devices(const Invocation& invocation) {
-    const std::string target = invocation.service.TargetDeviceID();
+Json DevicesJson(JobsManager& service) {
+    const std::string target = service.TargetDeviceID();
     Json devices = Json::array();
-    for (const Device& device : invocation.service.Devices())
+    for (const Device& device : service.Devices())
         devices.push_back({{"id", device.id},
                            {"isTarget", device.id == target},
                            {"state", device.state},
                            {"currentJobID", device.currentJobID},
                            {"jobListStats", Parsed(device.jobListStats)},
                            {"searchStats", Parsed(device.searchStats)}});
-    return {devices};
+    return devices;
 }
+
+Outcome Devices(const Invocation& invocation) { return {.result = DevicesJson(invocation.service)}; }
 
 Outcome Target(const Invocation& invocation) {
     if (invocation.given.Has("DEVICE"))
         Check(invocation.service.SetTargetDeviceID(invocation.given.Text("DEVICE")));
-    return {Json(invocation.service.GetTargetDeviceID())};
+    return {.result = invocation.service.GetTargetDeviceID()};
 }
 
 Outcome Index(const Invocation& invocation) { return DoLongWork(invocation, {&JobsManager::FindJobs, "Indexing"}); }
@@ -77,12 +79,20 @@ Outcome Convert(const Invocation& invocation) {
 Outcome Cancel(const Invocation& invocation) { return Done(invocation.service.CancelCMD(invocation.Device())); }
 
 Outcome Watch(const Invocation& invocation) {
+    const std::string device = invocation.Device();
+    const std::string kind = invocation.given.Text("event");
     int32_t left = invocation.given.Number("count", -1);
     invocation.service.Subscribe();
     std::cerr << "Listening." << std::endl;
     while (true)
         for (const Event& event : invocation.service.WaitForEvents(std::chrono::hours(1))) {
-            invocation.output.Tell(EventJson(event));
+            Json told{{"time", MomentNow()}};
+            told.update(EventJson(event));
+            const bool isWanted =
+                (device.empty() || told.value("device", "") == device) && (kind.empty() || told["event"] == kind);
+            if (!isWanted)
+                continue;
+            invocation.output.Tell({.result = told});
             if (--left == 0)
                 return {};
         }

@@ -51,13 +51,16 @@ struct Teller {
 
 } // namespace
 
-Json EventJson(const Event& event) { return std::visit(Teller(), event); }
-
-Json Parsed(const std::string& text) {
-    if (text.empty())
-        return nullptr;
-    Json value = Json::parse(text, nullptr, false);
-    return value.is_discarded() ? Json(text) : value;
+std::vector<std::string> EventNames() {
+    std::vector<std::string> names{"JobChanged"};
+    for (const Operation operation : {Operation::Delete, Operation::Move, Operation::Copy})
+        for (const char* kind : {"Progress", "Error", "Finish"})
+            names.push_back(Name(operation, kind));
+    for (const char* name : {"PropertyChanged", "DeviceAdded", "DeviceRemoved", "ServiceStarted", "ServiceStopped"})
+        names.emplace_back(name);
+    return names;
 }
+
+Json EventJson(const Event& event) { return std::visit(Teller(), event); }
 
 } // namespace TarnJobs

@@ -6,8 +6,7 @@ namespace TarnJobs {
 
 /// An event as "watch" tells it: its name as "event", then its members.
 Json EventJson(const libjobsdaemon::Event& event);
-
-/// The JSON that the text is, or the text itself when it is none; null for an empty text.
-Json Parsed(const std::string& text);
+/// The names that it gives.
+std::vector<std::string> EventNames();
 
 } // namespace TarnJobs

@@ -2,6 +2,7 @@
 
 #include "ExitCodes.h"
 
+#include <algorithm>
 #include <poll.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -18,10 +19,10 @@ std::string ChangedText(const Event& event, const std::string& device, const std
     return text ? *text : "";
 }
 
-void RefuseRemoved(const Event& event, const std::string& device) {
+void CheckDeviceStays(const Event& event, const std::string& device) {
     const auto* const removed = std::get_if<DeviceRemoved>(&event);
     if (removed && removed->deviceID == device)
-        throw Refused(JOBS_RTN_DEVICE_NOT_FOUND);
+        throw DeviceGone(device);
 }
 
 EventLoop::EventLoop(JobsManager& service) : _service(service) {
@@ -38,18 +39,19 @@ EventLoop::~EventLoop() {
     sigprocmask(SIG_SETMASK, &_before, nullptr);
 }
 
-void EventLoop::Run(const std::function<bool(const Event&)>& take, const std::function<void()>& onInterrupt) {
+void EventLoop::Run(const Hands& hands) {
     while (true) {
         for (const Event& event : _service.Process()) {
-            if (take(event))
+            if (hands.take(event))
                 return;
             if (std::holds_alternative<ServiceStopped>(event))
                 throw ServiceNotRunning("the jobs service ended meanwhile");
         }
-        _Wait();
+        if (!_Wait())
+            hands.onSecond();
         if (_WasInterrupted()) {
             sigprocmask(SIG_SETMASK, &_before, nullptr);
-            onInterrupt();
+            hands.onInterrupt();
         }
     }
 }
@@ -59,13 +61,13 @@ bool EventLoop::_WasInterrupted() const {
     return read(_interruptDescriptor, &information, sizeof information) > 0;
 }
 
-void EventLoop::_Wait() const {
+bool EventLoop::_Wait() const {
     pollfd sources[] = {{_service.Fd(), _service.PollEvents(), 0}, {_interruptDescriptor, POLLIN, 0}};
-    timespec limit{};
-    const auto timeout = _service.Timeout();
-    if (timeout)
-        limit = {timeout->count() / 1000000, timeout->count() % 1000000 * 1000};
-    ppoll(sources, std::size(sources), timeout ? &limit : nullptr, nullptr);
+    const std::chrono::microseconds second = std::chrono::seconds(1);
+    const auto own = _service.Timeout();
+    const auto wait = std::min(second, own.value_or(second));
+    const timespec limit{wait.count() / 1000000, wait.count() % 1000000 * 1000};
+    return ppoll(sources, std::size(sources), &limit, nullptr) != 0 || wait < second;
 }
 
 } // namespace TarnJobs

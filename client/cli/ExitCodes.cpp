@@ -7,7 +7,7 @@ namespace TarnJobs {
 const char* HintOf(int32_t code) {
     switch (code) {
     case JOBS_RTN_DEVICE_BUSY:
-        return "Work on many jobs, or an index run, goes on there. See \"devices\", wait or \"cancel\".";
+        return "Work on jobs, or an index run, goes on there. See \"devices\", wait or \"cancel\".";
     case JOBS_RTN_DEVICE_NOT_FOUND:
         return "No such device is mounted, or none is the target. See \"devices\".";
     case JOBS_RTN_READ_ONLY_FS:

@@ -4,6 +4,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 // How the program ends, for scripts to test.
 
@@ -17,7 +18,9 @@ enum ExitCode {
     exitTimedOut = 4,
     exitMalformedCall = 5,
     exitOtherFailure = 6,
-    exitRefused = 100, ///< plus the return code of the service
+    exitDeviceGone = 7,
+    exitOutputFailed = 8,
+    exitRefused = 30, ///< plus the return code of the service; all stay below the codes that shells use themselves
     exitCancelled = 130,
 };
 
@@ -29,14 +32,17 @@ struct ExitCodeRow {
 /// What the manual tells of the codes.
 inline constexpr ExitCodeRow exitCodeRows[] = {
     {"0", "The command was done."},
-    {"1", "Some of many jobs could not be done, or another search has taken the place of this one."},
-    {"2", "The arguments are wrong; nothing was done."},
+    {"1", "Some of many jobs could not be done or somebody else has cancelled them, or another search has taken the "
+          "place of this one."},
+    {"2", "The arguments are wrong, or a question was answered with no; nothing was done."},
     {"3", "The service is not running, or the bus cannot be reached."},
     {"4", "The service has not replied within --timeout; it may still do what was asked."},
     {"5", "The call itself was at fault, such as a path that must not be empty."},
     {"6", "The service answered in a way that this program does not know."},
-    {"130", "The work on many jobs was cancelled by Ctrl-C."},
-    {"101 to 129", "The service refused, with the return code that is the exit code less 100:"},
+    {"7", "The device went away during the work."},
+    {"8", "Standard output could not be written."},
+    {"130", "Ctrl-C: what was left of the work on many jobs is cancelled, or a wait was given up."},
+    {"31 to 59", "The service refused, with the return code that is the exit code less 30:"},
 };
 
 /// What people can do about a code, or what it means; the empty text for codes that say it all.
@@ -61,6 +67,28 @@ class WrongArguments : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+/// A device went away while something was done with it.
+class DeviceGone : public std::runtime_error {
+public:
+    explicit DeviceGone(const std::string& device)
+        : std::runtime_error("the device \"" + device + "\" went away; what was done until then stands") {}
+};
+
+/// Something else has taken the place of what was asked for.
+class Replaced : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+class OutputFailed : public std::runtime_error {
+public:
+    explicit OutputFailed(int reason)
+        : std::runtime_error("standard output cannot be written: " + std::generic_category().message(reason)) {}
+};
+
+/// Everything that was told goes out. Throws OutputFailed.
+void FlushOutput();
 
 inline void Check(int32_t code) {
     if (code != libjobsdaemon::JOBS_RTN_SUCCEEDED)

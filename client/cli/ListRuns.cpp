@@ -1,4 +1,3 @@
-#include "EventJson.h"
 #include "EventLoop.h"
 #include "ExitCodes.h"
 #include "Runs.h"
@@ -36,9 +35,7 @@ Match MatchOf(const Given& given) {
 }
 
 Outcome ResultsOf(const Invocation& invocation, const std::string& device) {
-    return {Parsed(
-        Checked(invocation.service.GetSearchResults(device, Place(invocation, "start"), Place(invocation, "limit")))
-            .text)};
+    return Relayed(invocation.service.GetSearchResults(device, Place(invocation, "start"), Place(invocation, "limit")));
 }
 
 } // namespace
@@ -49,12 +46,10 @@ Outcome List(const Invocation& invocation) {
         invocation.service.GetJobList(invocation.Device(), isByChange ? SortBy::modification : SortBy::creation,
                                       invocation.given.Has("ascending") ? Order::ascending : Order::descending,
                                       Place(invocation, "start"), Place(invocation, "limit"));
-    return {Parsed(Checked(list).text)};
+    return Relayed(list);
 }
 
-Outcome Stats(const Invocation& invocation) {
-    return {Parsed(Checked(invocation.service.GetJobListStats(invocation.Device())).text)};
-}
+Outcome Stats(const Invocation& invocation) { return Relayed(invocation.service.GetJobListStats(invocation.Device())); }
 
 Outcome Search(const Invocation& invocation) {
     const std::string device = invocation.ResolvedDevice();
@@ -69,7 +64,7 @@ Outcome Search(const Invocation& invocation) {
     bool isReplaced = false;
     const auto isOurs = [&what](const std::string& stats) { return Parsed(stats).value("field", Json()) == what; };
     const auto take = [&](const Event& event) {
-        RefuseRemoved(event, device);
+        CheckDeviceStays(event, device);
         const std::string stats = ChangedText(event, device, "SearchStats");
         if (stats.empty() || isOurs(stats))
             return !stats.empty();
@@ -77,16 +72,16 @@ Outcome Search(const Invocation& invocation) {
         isReplaced = !isOurs(Checked(invocation.service.GetSearchStats(device)).text);
         return isReplaced;
     };
-    loop.Run(take, [] { raise(SIGINT); });
+    loop.Run({take, [] { raise(SIGINT); }, [] {}});
     if (isReplaced)
-        return {Json::array(), exitIncomplete};
+        throw Replaced("another search has taken the place of this one");
     return ResultsOf(invocation, device);
 }
 
 Outcome Results(const Invocation& invocation) { return ResultsOf(invocation, invocation.Device()); }
 
 Outcome SearchStats(const Invocation& invocation) {
-    return {Parsed(Checked(invocation.service.GetSearchStats(invocation.Device())).text)};
+    return Relayed(invocation.service.GetSearchStats(invocation.Device()));
 }
 
 } // namespace TarnJobs::Runs

@@ -82,34 +82,67 @@ std::string ExitCodes() {
 
 } // namespace
 
+namespace {
+
+/// Texts of the page that stand in no table.
+constexpr const char* head = R"(.SH NAME
+tarn\-jobs \- work with the jobs of an inspection camera's control unit
+.SH SYNOPSIS
+.B tarn\-jobs
+[\fIOPTION\fR ...] \fICOMMAND\fR [\fIARGUMENT\fR ...]
+.SH DESCRIPTION
+Jobs are folders on removable cards. The service \fBtarn\-jobs\-daemon\fR owns them; this program asks it over the
+message bus. At most one job is the current one: media are recorded into it.
+.PP
+A device is named by its ID. Where the ID of a job, a media item or a contact is wanted, its name does as well, or the
+beginning of its ID, at least four characters of it; what fits several is told and refused. A value that begins with a dash comes after \fB\-\-\fR.
+.PP
+\fBcopy\fR, \fBmove\fR and \fBdelete\fR have the service work beside all else it does. They follow the work with a
+bar on a terminal; Ctrl\-C cancels what is left after the job in work, a second one ends the program alone. A job that
+cannot be done is told at once on standard error; the failure of the only job is the command's own. While a device is
+busy with other such work or an index run, the service refuses them with code 1.
+.PP
+\fBdelete \-\-all\fR and \fBdelete\-media\fR ask on a terminal. Without one, \fBdelete \-\-all\fR needs
+\fB\-\-yes\fR.
+.PP
+On a terminal, characters by which a text could steer it are shown as a question mark. Elsewhere texts go out as they are.
+)";
+
+constexpr const char* tail = R"(.SH ENVIRONMENT
+.TP
+\fBDBUS_SESSION_BUS_ADDRESS\fR
+The address of the user's bus; without it, the bus in \fBXDG_RUNTIME_DIR\fR.
+.TP
+\fBNO_COLOR\fR
+When not empty, failures have no colour.
+.TP
+\fBCOLUMNS\fR
+The width of the bar on a terminal that does not tell its own.
+.TP
+\fBTZ\fR
+The time zone in which times are printed; those in JSON stay as the service tells them.
+.SH EXAMPLES
+.nf
+tarn\-jobs create \(dqMain Street 12\(dq
+tarn\-jobs set customer.lastName Berg
+tarn\-jobs search Berg \-\-in customer.lastName
+tarn\-jobs copy \-\-all \-\-to back
+tarn\-jobs delete \-\-all \-\-device back \-\-dry\-run
+sudo tarn\-jobs \-\-user operator status
+.fi
+.SH SEE ALSO
+.BR busctl (1)
+)";
+
+} // namespace
+
 std::string ManualPage() {
     std::string options;
     for (const Argument& option : ProgramOptions())
         options += Explanation(option);
-    return ".TH TARN\\-JOBS 1 \"\" \"" + std::string(programName) + " " + TARN_VERSION +
-           "\" \"User Commands\"\n"
-           ".SH NAME\ntarn\\-jobs \\- work with the jobs of an inspection camera's control unit\n"
-           ".SH SYNOPSIS\n.B tarn\\-jobs\n[\\fIOPTION\\fR ...] \\fICOMMAND\\fR [\\fIARGUMENT\\fR ...]\n"
-           ".SH DESCRIPTION\n"
-           "Jobs are folders on removable cards. The service \\fBtarn\\-jobs\\-daemon\\fR owns them; this program asks "
-           "it over the\nmessage bus. A device is named by its ID, a job and a media item by theirs. At most one job "
-           "is "
-           "the current one: media\nare recorded into it.\n"
-           ".PP\n"
-           "A value that begins with a dash comes after \\fB\\-\\-\\fR.\n"
-           ".SH OPTIONS\n"
-           "They may stand before and after the command.\n" +
-           options + Explanation({Argument::Kind::flag, "--help", "", "Help, also of one command"}) +
-           Explanation({Argument::Kind::flag, "--version", "", "The version"}) + ".SH COMMANDS\n" + CommandSections() +
-           ".SH EXIT STATUS\n" + ExitCodes() +
-           ".SH ENVIRONMENT\n.TP\n\\fBDBUS_SESSION_BUS_ADDRESS\\fR\nThe address of the user's bus.\n"
-           ".SH EXAMPLES\n.nf\n"
-           "tarn\\-jobs create \\(dqMain Street 12\\(dq\n"
-           "tarn\\-jobs set customer \\(aq{\\(dqlastName\\(dq: \\(dqBerg\\(dq}\\(aq\n"
-           "tarn\\-jobs search Berg \\-\\-in customer.lastName\n"
-           "tarn\\-jobs copy \\-\\-all \\-\\-to back\n"
-           ".fi\n"
-           ".SH SEE ALSO\n.BR busctl (1)\n";
+    return ".TH TARN\\-JOBS 1 \"\" \"" + std::string(programName) + " " + TARN_VERSION + "\" \"User Commands\"\n" +
+           head + ".SH OPTIONS\nThey may stand before and after the command.\n" + options + ".SH COMMANDS\n" +
+           CommandSections() + ".SH EXIT STATUS\n" + ExitCodes() + tail;
 }
 
 } // namespace TarnJobs

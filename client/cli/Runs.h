@@ -45,6 +45,10 @@ Outcome Search(const Invocation& invocation);
 Outcome Results(const Invocation& invocation);
 Outcome SearchStats(const Invocation& invocation);
 
+// ServiceRuns.cpp
+Outcome Status(const Invocation& invocation);
+Outcome Raw(const Invocation& invocation);
+
 // BulkRuns.cpp
 Outcome Delete(const Invocation& invocation);
 Outcome Move(const Invocation& invocation);
@@ -56,7 +60,11 @@ std::vector<std::string> ClearableNames();
 /// The kinds of media that "add" knows.
 std::vector<std::string> MediaKinds();
 
-/// The answer of a command that has nothing else to tell.
+Json DevicesJson(libjobsdaemon::JobsManager& service);
+
+/// The answer of a command that has nothing else to tell; people need not read it.
 Outcome Done(int32_t code);
+/// An answer of the service that is JSON.
+Outcome Relayed(const libjobsdaemon::TextResult& result);
 
 } // namespace TarnJobs::Runs

@@ -1,24 +1,27 @@
 #pragma once
 
-#include "Command.h"
+#include "Page.h"
 
-#include <ostream>
-
-// Results as people read them.
+// How results look to people.
 
 namespace TarnJobs {
 
-void ShowNothing(std::ostream& out, const Json& result);
-/// The text of the member "id".
-void ShowId(std::ostream& out, const Json& result);
-/// A text as it is, anything else as a tree of indented lines.
-void ShowTree(std::ostream& out, const Json& result);
-void ShowDevices(std::ostream& out, const Json& devices);
-void ShowJobs(std::ostream& out, const Json& summaries);
-void ShowBulk(std::ostream& out, const Json& bulk);
-void ShowEvent(std::ostream& out, const Json& event);
-
-/// The text without what would move a terminal's cursor, or colour it.
-std::string Printable(const std::string& text);
+void ShowNothing(Page& page, const Json& result);
+/// The member "id".
+void ShowId(Page& page, const Json& result);
+/// Any value: a line per member, indented by depth.
+void ShowTree(Page& page, const Json& result);
+/// An array, a line per element.
+void ShowLines(Page& page, const Json& result);
+void ShowDevices(Page& page, const Json& devices);
+void ShowStatus(Page& page, const Json& status);
+void ShowStats(Page& page, const Json& stats);
+void ShowJobs(Page& page, const Json& summaries);
+/// Jobs, with what was found in each.
+void ShowFound(Page& page, const Json& summaries);
+void ShowSearchStats(Page& page, const Json& stats);
+/// The end of work on jobs, or what it would do.
+void ShowBulk(Page& page, const Json& bulk);
+void ShowEvent(Page& page, const Json& event);
 
 } // namespace TarnJobs

@@ -1,84 +1,55 @@
 #include "CommandLine.h"
-#include "EventJson.h"
 #include "ExitCodes.h"
+#include "Failure.h"
+#include "Resolve.h"
 #include "Texts.h"
 
 #include <algorithm>
+#include <fcntl.h>
 #include <iostream>
+#include <unistd.h>
 
 using namespace libjobsdaemon;
 
 namespace TarnJobs {
 namespace {
 
-/// A failure as it goes out, and how the program ends by it.
-struct Failure {
-    int exitCode;
-    const char* kind;
-    std::string text;
-    int32_t code = -1; ///< of the service, if it was a refusal
-};
-
-/// The failure that is being handled.
-Failure Present() {
-    try {
-        throw;
-    } catch (const Refused& refused) {
-        return {refused.ToExitCode(), "Refused", refused.what(), refused.Code()};
-    } catch (const WrongArguments& wrong) {
-        return {exitWrongArguments, "WrongArguments", wrong.what()};
-    } catch (const NotConnected& error) {
-        return {exitNotRunning, "NotConnected", error.what()};
-    } catch (const ServiceNotRunning& error) {
-        return {exitNotRunning, "ServiceNotRunning", error.what()};
-    } catch (const TimedOut& error) {
-        return {exitTimedOut, "TimedOut", error.what()};
-    } catch (const MalformedCall& error) {
-        return {exitMalformedCall, "MalformedCall", error.what()};
-    } catch (const std::exception& error) {
-        return {exitOtherFailure, "Unexpected", error.what()};
-    }
-}
-
-int Tell(const Failure& failure, bool isJson) {
-    if (isJson) {
-        Json json{{"error", failure.kind}, {"text", failure.text}, {"exitCode", failure.exitCode}};
-        if (failure.code >= 0)
-            json["code"] = failure.code;
-        std::cerr << json.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
-        return failure.exitCode;
-    }
-    std::cerr << programName << ": " << failure.text;
-    if (failure.code >= 0) {
-        const std::string hint = HintOf(failure.code);
-        std::cerr << " (code " << failure.code << ")" << (hint.empty() ? "" : ". " + hint);
-    }
-    std::cerr << std::endl;
-    return failure.exitCode;
+/// A standard descriptor that was closed before the start would become that of the bus. In its place stands one that
+/// cannot be written.
+void FillClosedDescriptors() {
+    for (int descriptor = 0; descriptor < 3; ++descriptor)
+        if (fcntl(descriptor, F_GETFD) < 0 && open("/dev/null", O_RDONLY) != descriptor)
+            _exit(exitOutputFailed);
 }
 
 JobsManager Connect(const Given& given) {
-    JobsManager service(given.Text("address"));
+    JobsManager service =
+        given.Has("user") ? JobsManager::OfUser(given.Text("user")) : JobsManager(given.Text("address"));
     service.SetTimeout(std::chrono::seconds(given.Number("timeout")));
     return service;
 }
 
-/// What a shell may offer, a line each; nothing when the service cannot tell.
-void PrintValues(JobsManager& service, const std::string& what) {
-    if (what == "devices") {
-        for (const Device& device : service.Devices())
-            std::cout << device.id << '\n';
-        return;
-    }
-    const TextResult jobs = service.GetJobList("", SortBy::creation, Order::descending, 0, 0);
-    for (const Json& job : Parsed(jobs.text))
-        std::cout << job.value("id", "") << '\n';
+/// What "help" and "--help" are about; null for the program.
+const Command* Subject(const std::string& name) {
+    const Command* const command = FindCommand(name);
+    if (!command && !name.empty())
+        throw WrongArguments("there is no command \"" + name + "\"");
+    return command;
+}
+
+void PrintVersion(bool isJson) {
+    if (isJson)
+        std::cout << Dumped({{"name", programName}, {"version", TARN_VERSION}, {"library", LibraryVersion()}}) << '\n';
+    else
+        std::cout << programName << ' ' << TARN_VERSION << '\n';
 }
 
 /// The program's own texts. False when none was asked for.
-bool PrintText(const Given& given) {
-    if (given.Has("completion"))
-        std::cout << (given.Text("completion") == "bash" ? BashCompletion() : ZshCompletion());
+bool PrintText(const Given& given, const Command* command) {
+    if (given.Has("help") || (command && !command->run))
+        std::cout << Help(Subject(given.Has("help") ? given.Text("help") : given.Text("COMMAND")));
+    else if (given.Has("version"))
+        PrintVersion(given.Has("json"));
     else if (given.Has("man"))
         std::cout << ManualPage();
     else
@@ -87,34 +58,57 @@ bool PrintText(const Given& given) {
 }
 
 int Run(const CommandLine& line) {
-    const Given& given = line.Arguments();
+    const Given& typed = line.Arguments();
     const Command* const command = line.Chosen();
-    if (PrintText(given))
-        return exitSucceeded;
-    if (!command && !given.Has("values"))
-        throw WrongArguments("name a command; --help lists them");
-    JobsManager service = Connect(given);
-    if (!command) {
-        PrintValues(service, given.Text("values"));
+    if (PrintText(typed, command)) {
+        FlushOutput();
         return exitSucceeded;
     }
-    const Output output(given.Has("json"), command->view);
+    if (!command)
+        throw WrongArguments("name a command; --help lists them");
+    JobsManager service = Connect(typed);
+    const Given given = Resolved(service, *command, typed);
+    const Output output(given.Has("json"), given.Has("utc"), command->view);
     const Outcome outcome = command->run({service, given, output});
-    if (outcome.result)
-        output.Tell(*outcome.result);
+    output.Tell(outcome);
     return outcome.exitCode;
+}
+
+/// As it may be typed again, with a blank before each word.
+std::string Typed(int argc, char** argv) {
+    std::string typed;
+    for (int at = 1; at < argc; ++at) {
+        const std::string word = argv[at];
+        const bool isPlain = !word.empty() && std::all_of(word.begin(), word.end(), [](unsigned char letter) {
+            return std::isalnum(letter) != 0 ||
+                   std::string_view("-_./=,:@").find(static_cast<char>(letter)) != std::string_view::npos;
+        });
+        typed += isPlain ? " " + word : " '" + word + "'";
+    }
+    return typed;
+}
+
+int Main(int argc, char** argv) {
+    FillClosedDescriptors();
+    if (argc > 1 && argv[1] == std::string("__complete")) {
+        PrintCompletions({argv + 2, argv + argc});
+        return exitSucceeded;
+    }
+    // Wrong arguments are told as JSON, too, when it was asked for among them.
+    const bool isJson = std::find(argv, argv + argc, std::string("--json")) != argv + argc;
+    CommandLine line;
+    try {
+        line.Parse(argc, argv);
+        return Run(line);
+    } catch (...) {
+        const Given& given = line.Arguments();
+        const Failure failure = PresentFailure(Typed(argc, argv), !given.Has("address") && !given.Has("user"));
+        std::cerr << FailureLine(failure, isJson) << std::endl;
+        return failure.exitCode;
+    }
 }
 
 } // namespace
 } // namespace TarnJobs
 
-int main(int argc, char** argv) {
-    // Wrong arguments are told as JSON, too, when it was asked for among them.
-    const bool isJson = std::find(argv, argv + argc, std::string("--json")) != argv + argc;
-    try {
-        TarnJobs::CommandLine line;
-        return line.Parse(argc, argv) ? TarnJobs::Run(line) : TarnJobs::exitSucceeded;
-    } catch (...) {
-        return TarnJobs::Tell(TarnJobs::Present(), isJson);
-    }
-}
+int main(int argc, char** argv) { return TarnJobs::Main(argc, argv); }

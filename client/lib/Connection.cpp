@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <ctime>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
 #include <system_error>
-#include <utility>
 
 namespace libjobsdaemon {
 namespace {
@@ -15,21 +17,11 @@ std::string TextOf(int result) { return std::generic_category().message(-result)
 
 void CheckConnection(int result) {
     if (result < 0)
-        throw NotConnected("the bus cannot be reached: " + TextOf(result));
+        throw NotConnected("the bus cannot be reached: " + TextOf(result), -result);
 }
 
-BusHandle Open(const std::string& address) {
-    sd_bus* raw = nullptr;
-    if (address.empty()) {
-        CheckConnection(sd_bus_open_user(&raw));
-        return BusHandle(raw);
-    }
-    CheckConnection(sd_bus_new(&raw));
-    BusHandle bus(raw);
-    CheckConnection(sd_bus_set_address(raw, address.c_str()));
-    CheckConnection(sd_bus_set_bus_client(raw, true));
-    CheckConnection(sd_bus_start(raw));
-    return bus;
+[[noreturn]] void ThrowLost(int result) {
+    throw NotConnected("the connection to the bus is lost: " + TextOf(result), -result);
 }
 
 [[noreturn]] void ThrowCallError(int result, const BusError& error) {
@@ -43,34 +35,83 @@ BusHandle Open(const std::string& address) {
         throw TimedOut("the jobs service has not replied in time");
     const bool isLost = result == -ENOTCONN || result == -ECONNRESET || result == -EPIPE;
     if (isLost || is({SD_BUS_ERROR_DISCONNECTED}))
-        throw NotConnected("the connection to the bus is lost");
+        ThrowLost(result);
     throw MalformedCall(name, error.Message().empty() ? TextOf(result) : error.Message());
+}
+
+/// The bus's clock counts microseconds of CLOCK_MONOTONIC.
+std::chrono::microseconds Now() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return std::chrono::seconds(now.tv_sec) + std::chrono::microseconds(now.tv_nsec / 1000);
+}
+
+int CheckedDescriptor(int number) {
+    CheckConnection(number < 0 ? -errno : 0);
+    return number;
 }
 
 } // namespace
 
-JobsManager::Connection::Connection(const std::string& busAddress) : _bus(Open(busAddress)) {}
+std::unique_ptr<JobsManager::Connection> JobsManager::Connection::To(const std::string& address) {
+    sd_bus* raw = nullptr;
+    if (address.empty()) {
+        CheckConnection(sd_bus_open_user(&raw));
+        return std::make_unique<Connection>(BusHandle(raw));
+    }
+    CheckConnection(sd_bus_new(&raw));
+    BusHandle bus(raw);
+    CheckConnection(sd_bus_set_address(raw, address.c_str()));
+    CheckConnection(sd_bus_set_bus_client(raw, true));
+    CheckConnection(sd_bus_start(raw));
+    return std::make_unique<Connection>(std::move(bus));
+}
 
-MessageHandle JobsManager::Connection::Call(const std::string& path, const char* interface, const char* method,
+std::unique_ptr<JobsManager::Connection> JobsManager::Connection::OfUser(const std::string& user) {
+    sd_bus* raw = nullptr;
+    CheckConnection(sd_bus_open_user_machine(&raw, (user + "@.host").c_str()));
+    return std::make_unique<Connection>(BusHandle(raw));
+}
+
+JobsManager::Connection::Connection(BusHandle bus)
+    : _bus(std::move(bus)), _pollable(CheckedDescriptor(epoll_create1(EPOLL_CLOEXEC))),
+      _lost(CheckedDescriptor(eventfd(1, EFD_CLOEXEC))) {
+    _Watch();
+}
+
+void JobsManager::Connection::SetTimeout(std::chrono::microseconds timeout) {
+    _timeout = timeout;
+    _timeouts.clear();
+}
+
+uint64_t JobsManager::Connection::_TimeoutOf(const char* method) const {
+    const auto own = _timeouts.find(method);
+    const std::chrono::microseconds timeout = own == _timeouts.end() ? _timeout : own->second;
+    const bool isEndless = timeout == std::chrono::microseconds::zero();
+    return isEndless ? UINT64_MAX : static_cast<uint64_t>(timeout.count());
+}
+
+MessageHandle JobsManager::Connection::Call(const Target& target, const char* method,
                                             const std::vector<Wire::Value>& arguments) {
     sd_bus_message* raw = nullptr;
-    int result = sd_bus_message_new_method_call(_bus.get(), &raw, serviceName, path.c_str(), interface, method);
+    int result =
+        sd_bus_message_new_method_call(_bus.get(), &raw, target.service, target.path.c_str(), target.interface, method);
     const MessageHandle call(raw);
-    CheckConnection(result);
+    if (result < 0)
+        ThrowLost(result);
     for (const Wire::Value& argument : arguments)
         if ((result = Append(call.get(), argument)) < 0)
             throw MalformedCall(SD_BUS_ERROR_INVALID_ARGS, "an argument cannot travel: " + TextOf(result));
     BusError error;
-    const bool isEndless = _timeout == std::chrono::microseconds::zero();
-    const uint64_t timeout = isEndless ? UINT64_MAX : static_cast<uint64_t>(_timeout.count());
-    result = sd_bus_call(_bus.get(), call.get(), timeout, error, &raw);
+    result = sd_bus_call(_bus.get(), call.get(), _TimeoutOf(method), error, &raw);
+    _Watch();
     if (result < 0)
         ThrowCallError(result, error);
     return MessageHandle(raw);
 }
 
 void JobsManager::Connection::Subscribe() {
-    if (std::exchange(_isSubscribed, true))
+    if (_isSubscribed)
         return;
     const std::string ofService =
         std::string("type='signal',sender='") + serviceName + "',path_namespace='" + managerPath + "'";
@@ -79,6 +120,8 @@ void JobsManager::Connection::Subscribe() {
                               serviceName + "'";
     for (const std::string& rule : {ofService, ofBus})
         CheckConnection(sd_bus_add_match(_bus.get(), nullptr, rule.c_str(), _OnSignal, this));
+    _isSubscribed = true;
+    _Watch();
 }
 
 int JobsManager::Connection::_OnSignal(sd_bus_message* signal, void* userData, sd_bus_error*) noexcept {
@@ -90,12 +133,32 @@ int JobsManager::Connection::_OnSignal(sd_bus_message* signal, void* userData, s
 }
 
 std::vector<Event> JobsManager::Connection::Process() {
-    for (int result = 1; result > 0;) {
+    int result = 1;
+    while (result > 0)
         result = sd_bus_process(_bus.get(), nullptr);
-        if (result < 0)
-            throw NotConnected("the connection to the bus is lost: " + TextOf(result));
-    }
+    _Watch();
+    if (result < 0 && _events.empty())
+        ThrowLost(result);
     return std::exchange(_events, {});
+}
+
+std::optional<std::chrono::microseconds> JobsManager::Connection::Timeout() const {
+    uint64_t until = UINT64_MAX;
+    if (sd_bus_get_timeout(_bus.get(), &until) < 0 || until == UINT64_MAX)
+        return std::nullopt;
+    return std::max(std::chrono::microseconds(until) - Now(), std::chrono::microseconds::zero());
+}
+
+void JobsManager::Connection::_Watch() {
+    const int fd = sd_bus_get_fd(_bus.get());
+    const int events = sd_bus_get_events(_bus.get());
+    const bool isLost = fd < 0 || events < 0;
+    epoll_event wanted{};
+    wanted.events = isLost ? EPOLLIN : static_cast<uint32_t>(events);
+    const int watched = isLost ? _lost.Number() : fd;
+    // While it connects, the bus may go on to another descriptor, even of the same number.
+    if (epoll_ctl(_pollable.Number(), EPOLL_CTL_MOD, watched, &wanted) < 0)
+        epoll_ctl(_pollable.Number(), EPOLL_CTL_ADD, watched, &wanted);
 }
 
 } // namespace libjobsdaemon

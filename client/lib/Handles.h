@@ -1,7 +1,10 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <systemd/sd-bus.h>
+#include <unistd.h>
+#include <utility>
 
 namespace libjobsdaemon {
 
@@ -12,6 +15,22 @@ struct Release {
 
 using BusHandle = std::unique_ptr<sd_bus, Release>;
 using MessageHandle = std::unique_ptr<sd_bus_message, Release>;
+
+class Descriptor {
+public:
+    explicit Descriptor(int number) : _number(number) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() {
+        if (_number >= 0)
+            close(_number);
+    }
+
+    int Number() const { return _number; }
+
+private:
+    const int _number;
+};
 
 class BusError {
 public:

@@ -5,7 +5,7 @@
 #include "Message.h"
 
 #include <algorithm>
-#include <ctime>
+#include <cerrno>
 #include <poll.h>
 
 namespace libjobsdaemon {
@@ -29,12 +29,10 @@ Device DeviceOf(const std::string& id, const Properties& properties) {
     return device;
 }
 
-/// The bus's clock counts microseconds of CLOCK_MONOTONIC.
-std::chrono::microseconds Now() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return std::chrono::seconds(now.tv_sec) + std::chrono::microseconds(now.tv_nsec / 1000);
-}
+const Target manager{serviceName, managerPath, managerInterface};
+
+/// Another interface of one of the service's objects.
+Target At(const std::string& path, const char* interface) { return {serviceName, path, interface}; }
 
 } // namespace
 
@@ -45,16 +43,30 @@ TimedOut::~TimedOut() = default;
 MalformedCall::~MalformedCall() = default;
 UnexpectedReply::~UnexpectedReply() = default;
 
-JobsManager::JobsManager(const std::string& busAddress) : _connection(std::make_unique<Connection>(busAddress)) {}
+const char* LibraryVersion() noexcept { return TARN_VERSION; }
+
+JobsManager::JobsManager(const std::string& busAddress) : JobsManager(Connection::To(busAddress)) {}
+JobsManager::JobsManager(std::unique_ptr<Connection> connection) : _connection(std::move(connection)) {}
+JobsManager JobsManager::OfUser(const std::string& user) { return JobsManager(Connection::OfUser(user)); }
 JobsManager::JobsManager(JobsManager&&) noexcept = default;
 JobsManager& JobsManager::operator=(JobsManager&&) noexcept = default;
 JobsManager::~JobsManager() = default;
 
-void JobsManager::SetTimeout(std::chrono::milliseconds timeout) { _connection->SetTimeout(timeout); }
+JobsManager::Connection& JobsManager::_Link() const {
+    if (!_connection)
+        throw NotConnected("the object was moved from", ENOTCONN);
+    return *_connection;
+}
+
+void JobsManager::SetTimeout(std::chrono::milliseconds timeout) { _Link().SetTimeout(timeout); }
+
+void JobsManager::SetTimeout(const Text& method, std::chrono::milliseconds timeout) {
+    _Link().SetTimeout(method, timeout);
+}
 
 std::vector<Wire::Value> JobsManager::_CallMethod(const char* method, const std::vector<Wire::Value>& arguments,
                                                   const std::string& replySignature) {
-    const MessageHandle reply = _connection->Call(managerPath, managerInterface, method, arguments);
+    const MessageHandle reply = _Link().Call(manager, method, arguments);
     std::vector<Wire::Value> values;
     if (!ReadAll(reply.get(), replySignature, values))
         throw UnexpectedReply(std::string(method) + " answered '" + sd_bus_message_get_signature(reply.get(), true) +
@@ -63,7 +75,7 @@ std::vector<Wire::Value> JobsManager::_CallMethod(const char* method, const std:
 }
 
 std::vector<Device> JobsManager::Devices() {
-    const MessageHandle reply = _connection->Call(managerPath, objectManagerInterface, "GetManagedObjects", {});
+    const MessageHandle reply = _Link().Call(At(managerPath, objectManagerInterface), "GetManagedObjects", {});
     sd_bus_message* const message = reply.get();
     std::vector<Device> devices;
     CheckRead(sd_bus_message_enter_container(message, 'a', "{oa{sa{sv}}}"));
@@ -86,7 +98,8 @@ std::optional<Device> JobsManager::FindDevice(const Text& id) {
         return std::nullopt;
     try {
         const std::vector<Wire::Value> interface { std::string(deviceInterface) };
-        return DeviceOf(id, ReadProperties(_connection->Call(path, propertiesInterface, "GetAll", interface).get()));
+        const MessageHandle reply = _Link().Call(At(path, propertiesInterface), "GetAll", interface);
+        return DeviceOf(id, ReadProperties(reply.get()));
     } catch (const MalformedCall&) {
         return std::nullopt;
     }
@@ -94,29 +107,51 @@ std::optional<Device> JobsManager::FindDevice(const Text& id) {
 
 std::string JobsManager::TargetDeviceID() {
     const std::vector<Wire::Value> interface { std::string(managerInterface) };
-    const MessageHandle reply = _connection->Call(managerPath, propertiesInterface, "GetAll", interface);
+    const MessageHandle reply = _Link().Call(At(managerPath, propertiesInterface), "GetAll", interface);
     std::string target;
     Take(ReadProperties(reply.get()), "TargetDeviceID", target);
     return target;
 }
 
-void JobsManager::Subscribe() { _connection->Subscribe(); }
-
-int JobsManager::Fd() const { return sd_bus_get_fd(_connection->Bus()); }
-
-short JobsManager::PollEvents() const {
-    const int events = sd_bus_get_events(_connection->Bus());
-    return static_cast<short>(events < 0 ? POLLIN : events);
-}
-
-std::optional<std::chrono::microseconds> JobsManager::Timeout() const {
-    uint64_t until = UINT64_MAX;
-    if (sd_bus_get_timeout(_connection->Bus(), &until) < 0 || until == UINT64_MAX)
+std::optional<ServiceProcess> JobsManager::FindService() {
+    const Target bus{"org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus"};
+    ServiceProcess process;
+    try {
+        const MessageHandle owner = _Link().Call(bus, "GetConnectionUnixProcessID", {std::string(serviceName)});
+        CheckRead(sd_bus_message_read_basic(owner.get(), 'u', &process.processID));
+    } catch (const ServiceNotRunning&) {
         return std::nullopt;
-    return std::max(std::chrono::microseconds(until) - Now(), std::chrono::microseconds::zero());
+    }
+    try {
+        process.status = _StatusOf(process.processID);
+    } catch (const Error&) { // nobody who manages the service is on this bus
+    }
+    return process;
 }
 
-std::vector<Event> JobsManager::Process() { return _connection->Process(); }
+/// The status line of the unit that a process belongs to.
+std::string JobsManager::_StatusOf(uint32_t processID) {
+    const char* const systemd = "org.freedesktop.systemd1";
+    const MessageHandle unit = _Link().Call({systemd, "/org/freedesktop/systemd1", "org.freedesktop.systemd1.Manager"},
+                                            "GetUnitByPID", {processID});
+    const char* path = nullptr;
+    CheckRead(sd_bus_message_read_basic(unit.get(), 'o', &path));
+    const std::vector<Wire::Value> interface { std::string("org.freedesktop.systemd1.Service") };
+    const MessageHandle reply = _Link().Call({systemd, path, propertiesInterface}, "GetAll", interface);
+    std::string status;
+    Take(ReadProperties(reply.get()), "StatusText", status);
+    return status;
+}
+
+void JobsManager::Subscribe() { _Link().Subscribe(); }
+
+int JobsManager::Fd() const noexcept { return _connection ? _connection->Fd() : -1; }
+
+short JobsManager::PollEvents() const noexcept { return POLLIN; }
+
+std::optional<std::chrono::microseconds> JobsManager::Timeout() const { return _Link().Timeout(); }
+
+std::vector<Event> JobsManager::Process() { return _Link().Process(); }
 
 std::vector<Event> JobsManager::WaitForEvents(std::chrono::milliseconds timeout) {
     const auto end = std::chrono::steady_clock::now() + timeout;

@@ -26,6 +26,7 @@ struct Appender {
     int operator()(uint8_t value) const { return sd_bus_message_append_basic(message, 'y', &value); }
     int operator()(uint16_t value) const { return sd_bus_message_append_basic(message, 'q', &value); }
     int operator()(int32_t value) const { return sd_bus_message_append_basic(message, 'i', &value); }
+    int operator()(uint32_t value) const { return sd_bus_message_append_basic(message, 'u', &value); }
     int operator()(const std::string& value) const { return AppendText(message, value); }
     int operator()(const std::vector<std::string>& values) const {
         int result = sd_bus_message_open_container(message, 'a', "s");

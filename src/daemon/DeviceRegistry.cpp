@@ -119,13 +119,14 @@ int32_t JobsManagerDaemon::DeviceRemoved(const std::string& storageObjectPath) {
                storageObjectPath.c_str());
         return 0;
     }
-    ManagedDevice& device = *registered->device;
-    if (device.HasCurrentJob()) {
-        device.CloseJob(device.GetCurrentJobID());
+    // When nothing runs, the record is gone before Cancel returns.
+    const Device device = registered->device;
+    if (device->HasCurrentJob()) {
+        device->CloseJob(device->GetCurrentJobID());
         currentJobDevice = nullptr;
     }
     registered->isLeaving = true;
-    device.Cancel(OnLoop([this, storageObjectPath] { _FinishRemoval(storageObjectPath); }));
+    device->Cancel(OnLoop([this, storageObjectPath] { _FinishRemoval(storageObjectPath); }));
     return 0;
 }
 

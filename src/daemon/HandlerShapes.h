@@ -9,7 +9,8 @@
 
 // The shapes of the manager's handlers. A shape is a template over the device operation that does the work: it finds
 // the device and the job that a call means, runs the operation, and gives the reply. So a new accessor is one row of
-// the interface table.
+// the interface table. All on the main thread. A device whose card has gone counts as not there, also while its threads
+// are still ending; a shape holds its device until it has answered.
 
 namespace JobsManagerD {
 
@@ -52,10 +53,12 @@ auto CodeAnd(Run run) {
     return std::tuple<int32_t, Value>(code, code == JOBS_RTN_SUCCEEDED ? value : Value{});
 }
 
+/// In the order of the reply. With a code other than 0 the counts mean nothing.
 CodeAndCounts CodeAndMediaCounts(int32_t code, const MediaCounts& counts);
 
 // Jobs
 
+/// `get(job ID, text&)` fills the text.
 template <auto get>
 CodeAndText GetJobText(JobsManagerDaemon& daemon, const Text& dev, const Text& job) {
     return CodeAnd<Text>([&](Text& text) {
@@ -63,6 +66,7 @@ CodeAndText GetJobText(JobsManagerDaemon& daemon, const Text& dev, const Text& j
     });
 }
 
+/// `set(job ID, value)`, and what needs no value.
 template <auto set, typename Value = Text>
 int32_t SetJobValue(JobsManagerDaemon& daemon, const Text& dev, const Text& job, const Value& value) {
     return OnJob(daemon, dev, job, [&](ManagedDevice& device, const Text& id) { return (device.*set)(id, value); });
@@ -73,7 +77,7 @@ int32_t ChangeJob(JobsManagerDaemon& daemon, const Text& dev, const Text& job) {
     return OnJob(daemon, dev, job, [&](ManagedDevice& device, const Text& id) { return (device.*change)(id); });
 }
 
-// Media
+// Media of a job, by the item's ID
 
 template <auto get>
 CodeAndText GetMediaText(JobsManagerDaemon& daemon, const Text& dev, const Text& job, const Text& media) {
@@ -89,7 +93,7 @@ int32_t SetMediaText(JobsManagerDaemon& daemon, const Text& dev, const Text& job
                  [&](ManagedDevice& device, const Text& id) { return (device.*set)(id, media, text); });
 }
 
-// Whole devices
+// Whole devices: the rest of the call's arguments goes to the operation as it is.
 
 template <auto run, typename... Arguments>
 int32_t RunOnDevice(JobsManagerDaemon& daemon, const Text& dev, const Arguments&... arguments) {

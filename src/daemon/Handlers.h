@@ -2,7 +2,9 @@
 
 #include "daemon/HandlerShapes.h"
 
-// The manager's handlers that are more than a shape. Named after their methods.
+// The manager's handlers that are more than a shape, named after their methods. They run on the main thread and answer
+// with what goes out: a code of jobsDaemonRtn_e first, then values that stay empty unless the code is 0. An empty
+// device ID is the target; an empty job ID is the device's current job, where nothing else is said.
 
 namespace JobsManagerD {
 
@@ -13,15 +15,19 @@ class Later;
 
 namespace JobsManagerD::Handlers {
 
+/// Code, device ID as it was understood, text.
 using CodeDeviceAndText = std::tuple<int32_t, std::string, std::string>;
 
-// Target and current job (TargetHandlers.cpp)
+// Target and current job (TargetHandlers.cpp). An ID that there is none of is an empty text.
 Text GetCurrentJobID(JobsManagerDaemon& daemon);
 Text GetCurrentJobDeviceID(JobsManagerDaemon& daemon);
 Text GetTargetDeviceID(JobsManagerDaemon& daemon);
 int32_t SetTargetDeviceID(JobsManagerDaemon& daemon, const Text& deviceID);
+/// These two make the job current and take the target to its device, and back again when they fail. 15 while another
+/// job is current, before anything else. The text is the job's summary as JSON. An empty job ID is no job.
 CodeDeviceAndText CreateJob(JobsManagerDaemon& daemon, const Text& dev, const Text& jobName);
 CodeDeviceAndText OpenJob(JobsManagerDaemon& daemon, const Text& dev, const Text& job);
+/// The text is the job's ID, also when it could not be closed.
 CodeAndText CloseJob(JobsManagerDaemon& daemon);
 
 // Jobs and media by ID (JobHandlers.cpp)
@@ -36,22 +42,28 @@ int32_t SetMediaIsIncludedInReport(JobsManagerDaemon& daemon, const Text& dev, c
                                    int32_t included);
 int32_t DeleteMediaItem(JobsManagerDaemon& daemon, const Text& dev, const Text& job, const Text& media);
 int32_t DeleteJob(JobsManagerDaemon& daemon, const Text& dev, const Text& job);
+/// These two take as long as the copying, and nobody is served meanwhile; the list calls are the ones for long work.
+/// They need both devices by name, and the job by its ID.
 int32_t MoveJob(JobsManagerDaemon& daemon, const Text& src, const Text& dst, const Text& job);
 int32_t CopyJob(JobsManagerDaemon& daemon, const Text& src, const Text& dst, const Text& job);
 /// Answers when the task has ended, after its last signal.
 void CancelCMD(JobsManagerDaemon& daemon, Later<int32_t> answer, const Text& dev);
 
 // Finding, listing and searching (ListHandlers.cpp)
+/// A page of summaries as a JSON array; no limit when it is 0.
 CodeAndText GetJobList(JobsManagerDaemon& daemon, const Text& dev, uint8_t criterion, uint8_t order, uint16_t startIdx,
                        uint16_t limit);
 CodeAndText GetJobListStats(JobsManagerDaemon& daemon, const Text& dev);
+/// Answers when the search has started. `fieldStructure` is JSON.
 int32_t SearchJobs(JobsManagerDaemon& daemon, const Text& dev, const Text& fieldStructure, uint8_t criterion,
                    uint16_t matchLimit, bool isCaseSensitive);
 CodeAndText GetSearchResults(JobsManagerDaemon& daemon, const Text& dev, uint16_t startIdx, uint16_t limit);
 CodeAndText GetSearchStats(JobsManagerDaemon& daemon, const Text& dev);
 
 // Media of the current job (MediaHandlers.cpp)
+/// Code, media folder, file stem.
 CodeDeviceAndText GetNewMediaPathComponents(JobsManagerDaemon& daemon);
+/// Roll and inclinometer in degrees, distances as the reel counts them.
 int32_t AddSnapshotMedia(JobsManagerDaemon& daemon, const Text& name, const Text& imagePath, bool hasRoll, int32_t roll,
                          bool hasInclinometer, int32_t inclinometer, bool hasDistance, int32_t absolute,
                          int32_t relative);
@@ -74,8 +86,10 @@ using AddRecording = jobsDaemonRtn_e (ManagedDevice::*)(const Text& name, const 
                                                         const Text& recoveryPath, const Text& thirdPath,
                                                         const Text& miscPath, const MediaReadings& readings);
 
-/// What the four registrations share: the paths are looked at before anything else.
+/// What the four registrations share: the paths are looked at before anything else. Throws MalformedCall, whose text
+/// names the file, for an empty one.
 void RequirePath(const Text& path, const char* what);
+/// A reading that is not present is left out.
 MediaReadings ReadingsOf(bool hasRoll, int32_t roll, bool hasInclinometer, int32_t inclinometer, bool hasDistance,
                          int32_t absolute, int32_t relative);
 

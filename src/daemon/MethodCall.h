@@ -10,6 +10,11 @@
 #include <syslog.h>
 #include <tuple>
 
+// From a message to a handler and back. A handler is a plain function of the daemon and of the call's arguments;
+// `Serve` makes of it what the bus calls. All on the main thread, without the bus lock, which every reply takes for
+// itself. What an operation answers, success or not, is an ordinary reply; a bus error means that the call was
+// malformed, or that its answer does not fit into a message.
+
 namespace JobsManagerD {
 
 /// A bus error in the place of a reply: the call itself is malformed. Thrown by a handler with the error's message.
@@ -25,7 +30,9 @@ inline constexpr char failedToBuildResponse[] = "Failed to build response";
 
 /// In what a row of the interface differs from the rule.
 struct RowNotes {
+    /// Message of the bus error in the place of a reply that cannot be built.
     const char* replyFailure = failedToBuildReply;
+    /// An error line for arguments that cannot be read; the bus error is sent either way.
     bool logsParseFailure = true;
     /// The method's name, before anything else.
     bool logsName = false;
@@ -36,12 +43,15 @@ struct RowNotes {
 template <typename Result>
 class Later;
 
+/// What a row must look like for a handler of these types: `In` and `Out` are its signatures.
 template <typename ResultType, typename... ArgumentTypes>
 struct CallTypes {
     using Result = ResultType;
     using Arguments = std::tuple<std::remove_cvref_t<ArgumentTypes>...>;
-    static constexpr std::string In() { return Buslink::SignatureOfAll<std::remove_cvref_t<ArgumentTypes>...>(); }
-    static constexpr std::string Out() { return Buslink::Wire<Result>::Signature(); }
+    static constexpr Buslink::SignatureText In() {
+        return Buslink::SignatureOfAll<std::remove_cvref_t<ArgumentTypes>...>();
+    }
+    static constexpr Buslink::SignatureText Out() { return Buslink::Wire<Result>::Signature(); }
 };
 
 /// Types of a handler, from which the row's signatures follow. A handler returns the result, which is the reply, or it
@@ -90,7 +100,15 @@ public:
     Later(JobsManagerDaemon& daemon, sd_bus_message* call, const RowNotes& notes)
         : _daemon(&daemon), _call(sd_bus_message_ref(call), sd_bus_message_unref), _notes(&notes) {}
 
-    void operator()(const Result& result) const { Reply(*_daemon, _call.get(), result, *_notes); }
+    void operator()(const Result& result) const {
+        try {
+            Reply(*_daemon, _call.get(), result, *_notes);
+        } catch (const std::exception& exception) {
+            Buslink::BusError error;
+            Buslink::DbusServer::Failed(error, sd_bus_message_get_member(_call.get()), exception);
+            ReplyWithError(*_daemon, _call.get(), error.Text(0).c_str());
+        }
+    }
 
 private:
     JobsManagerDaemon* _daemon;

@@ -75,10 +75,10 @@ void StoreChange(const std::pair<std::string, std::any>& change, Store<T> store)
 } // namespace
 
 int32_t JobsManagerDaemon::_ReadJobSettings() {
-    for (const auto& [key, store] : jobSettings) {
-        const int32_t result = std::visit([&](auto typed) { return ReadAndStore(key, typed); }, store);
+    for (const Setting& setting : jobSettings) {
+        const int32_t result = std::visit([&](auto store) { return ReadAndStore(setting.key, store); }, setting.store);
         if (result < 0) {
-            syslog(LOG_ERR, "%s Settingsd::SettingsDaemonDbusHandler::GetSetting failed for %s", "Init", key);
+            syslog(LOG_ERR, "%s Settingsd::SettingsDaemonDbusHandler::GetSetting failed for %s", "Init", setting.key);
             return result;
         }
     }
@@ -86,10 +86,10 @@ int32_t JobsManagerDaemon::_ReadJobSettings() {
 }
 
 void JobsManagerDaemon::JobSettingsChanged(TypedPropertyMap& properties) {
-    for (const auto& [name, change] : properties) {
-        const auto* const setting = std::ranges::find(jobSettings, name, &Setting::key);
+    for (const auto& property : properties) {
+        const auto* const setting = std::ranges::find(jobSettings, property.first, &Setting::key);
         if (setting != std::end(jobSettings))
-            std::visit([&](auto typed) { StoreChange(change, typed); }, setting->store);
+            std::visit([&](auto store) { StoreChange(property.second, store); }, setting->store);
     }
 }
 

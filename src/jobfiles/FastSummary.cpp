@@ -2,6 +2,7 @@
 
 #include "jobs/FastJson.h"
 
+#include <algorithm>
 #include <bitset>
 #include <iterator>
 
@@ -108,6 +109,10 @@ constexpr Field<JobSummary> summaryFields[] = {{"id", Read<&JobSummary::id>},
                                                {"position", ReadInner<&JobSummary::position, positionFields>, true}};
 
 } // namespace
+
+bool IsSummaryKey(std::string_view key) {
+    return std::ranges::find(summaryFields, key, &Field<JobSummary>::key) != std::end(summaryFields);
+}
 
 std::optional<JobSummary> ReadSummaryFast(std::string& text) {
     thread_local FastJsonParser parser;

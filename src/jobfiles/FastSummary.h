@@ -12,4 +12,7 @@ namespace JobsManagerD {
 /// validators say what is wrong, if they find it so. The text may be extended and is restored.
 std::optional<JobSummary> ReadSummaryFast(std::string& text);
 
+/// True for the keys of a job file that a summary is made of.
+bool IsSummaryKey(std::string_view key);
+
 } // namespace JobsManagerD

@@ -6,6 +6,7 @@
 #include "jobs/Job.h"
 #include "jobs/JobFolder.h"
 #include "jobs/Scramble.h"
+#include "jobs/TextFields.h"
 #include "jobs/ValuesJson.h"
 
 #include <algorithm>
@@ -29,17 +30,22 @@ Position PositionOrNothing(const json& value) {
     return HasKey(value, "position") ? PositionFromJson(value["position"]) : Position();
 }
 
-std::string PrivateNotesOrNothing(const json& value, const std::string& id) {
-    if (!HasKey(value, "privateNotes"))
-        return {};
+std::string ReadText(const json& value, TextForm form, const std::string& id) {
+    if (form == TextForm::data)
+        return JsonValueAsText(value);
+    if (form == TextForm::plain)
+        return value.get<std::string>();
     std::vector<uint8_t> bytes;
-    for (const json& byte : value["privateNotes"])
+    for (const json& byte : value)
         bytes.push_back(JsonNumber<uint8_t>(byte));
     return UnscrambleBytes(bytes, id);
 }
 
-std::string UserDataOrNothing(const json& value) {
-    return HasKey(value, "userData") ? JsonValueAsText(value["userData"]) : std::string();
+template <typename Owner, size_t count>
+void ReadTextFields(const json& value, const TextField<Owner> (&fields)[count], const std::string& id, Owner& owner) {
+    for (const TextField<Owner>& field : fields)
+        if (HasKey(value, field.key))
+            owner.*field.text = ReadText(value[field.key], field.form, id);
 }
 
 JobSummary ReadSummary(const json& document) {
@@ -61,13 +67,11 @@ JobDetails ReadDetails(const json& document, const std::string& jobId) {
     JobDetails details;
     details.mediaFolder =
         HasKey(document, "mediaFolder") ? document["mediaFolder"].get<std::string>() : JobFolder::defaultMediaFolder;
-    details.notes = TextOrNothing(document, "notes");
-    details.privateNotes = PrivateNotesOrNothing(document, jobId);
+    ReadTextFields(document, jobTextFields, jobId, details);
     if (HasKey(document, "address"))
         details.address = AddressFromJson(document["address"]);
     if (HasKey(document, "customer"))
         details.customer = ContactFromJson(document["customer"]);
-    details.userData = UserDataOrNothing(document);
     if (HasArray(document, "contacts") || HasObject(document, "contacts"))
         details.contacts = ContactsFromJson(document["contacts"]);
     return details;
@@ -89,7 +93,6 @@ MediaRecord ReadMediaRecord(const json& value) {
     MediaRecord record;
     record.type = MediaTypeFromKeyword(value["type"].get<std::string>());
     record.id = value["id"].get<std::string>();
-    record.name = TextOrNothing(value, "name");
     record.timestamp = TimestampFromJson(value["timestamp"]);
     record.source = SourceFromJson(value["source"]);
     record.files = ReadFiles(value["files"]);
@@ -125,9 +128,7 @@ std::shared_ptr<Media> ParseMedia(const json& value) {
                value["type"].get_ref<const std::string&>().c_str());
         return nullptr;
     }
-    item->notes = TextOrNothing(value, "notes");
-    item->privateNotes = PrivateNotesOrNothing(value, item->id);
-    item->userData = UserDataOrNothing(value);
+    ReadTextFields(value, mediaTextFields, item->id, *item);
     return item;
 }
 
@@ -156,6 +157,11 @@ void ReadMedia(const json& document, Job& job) {
     }
 }
 
+/// False for a text that could be written but not read again.
+bool MayBeSaved(const std::string& text) {
+    return text.size() <= largeJobFile || DocumentSize(text) <= largestDocument;
+}
+
 ParseJobText ParseInto(json& document) {
     return [&document](const std::string& text) { document = ParseJson(text); };
 }
@@ -174,9 +180,10 @@ jobFileOpRtn_e JobFileHandlerJSON::ParseJobFileSummary(Job& job) const try {
     std::optional<JobSummary> summary;
     json document;
     const auto parse = [&summary, &document](std::string& text) {
-        summary = ReadSummaryFast(text);
+        if (text.size() <= largeJobFile)
+            summary = ReadSummaryFast(text);
         if (!summary)
-            document = ParseJson(text);
+            document = ParseJson(text, IsSummaryKey);
     };
     if (SafeJobOpen(*_files, job.JobFilePath(), bytes, parse) != JOBFILE_OP_SUCCEEDED)
         return JOBFILE_OP_FS_ERROR;
@@ -212,7 +219,8 @@ jobFileOpRtn_e JobFileHandlerJSON::ParseJobFile(Job& job) const try {
 
 jobFileOpRtn_e JobFileHandlerJSON::UpdateJobFile(const Job& job) const {
     const std::string path = job.JobFilePath();
-    if (!_files->Write(path, CompactDump(job.ToJson(JSON_MODE_FILE)))) {
+    const std::string text = job.JSONstring(JSON_MODE_FILE);
+    if (!MayBeSaved(text) || !_files->Write(path, text)) {
         syslog(LOG_ERR, "%s: Failed to update job file %s", "UpdateJobFile", path.c_str());
         return JOBFILE_OP_FS_ERROR;
     }

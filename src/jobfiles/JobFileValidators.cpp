@@ -1,5 +1,6 @@
 #include "jobfiles/JobFileValidators.h"
 
+#include "jobs/TextFields.h"
 #include "jobs/ValuesJson.h"
 
 #include <algorithm>
@@ -20,9 +21,23 @@ bool HasBoolean(const json& value, const char* key) { return HasKey(value, key) 
 
 bool HasArrayOrNothing(const json& value, const char* key) { return !HasKey(value, key) || HasArray(value, key); }
 
-bool HasUserDataOrNothing(const json& value) {
-    return !HasKey(value, "userData") || HasObject(value, "userData") || HasArray(value, "userData") ||
-           HasText(value, "userData");
+bool HasTextField(const json& value, const char* key, TextForm form) {
+    switch (form) {
+    case TextForm::plain:
+        return HasTextOrNothing(value, key);
+    case TextForm::scrambled:
+        return HasArrayOrNothing(value, key);
+    case TextForm::data:
+        return !HasKey(value, key) || HasObject(value, key) || HasArray(value, key) || HasText(value, key);
+    }
+    return false;
+}
+
+template <typename Fields>
+bool HasTextFields(const json& value, const Fields& fields, std::initializer_list<TextForm> forms) {
+    return std::ranges::all_of(fields, [&](const auto& field) {
+        return std::ranges::find(forms, field.form) == forms.end() || HasTextField(value, field.key, field.form);
+    });
 }
 
 /// The key may be missing; if not, it must hold an object that passes.
@@ -58,10 +73,10 @@ bool HasRequiredMediaFields(const json& value) {
 }
 
 bool HasValidOptionalMediaFields(const json& value) {
-    return HasTextOrNothing(value, "name") && HasTextOrNothing(value, "notes") &&
+    return HasTextFields(value, mediaTextFields, {TextForm::plain}) &&
            HasValidOrNothing(value, "position", HasValidPositionFields) &&
            HasValidOrNothing(value, "distance", HasValidReelDistanceFields) &&
-           HasArrayOrNothing(value, "privateNotes") && HasUserDataOrNothing(value);
+           HasTextFields(value, mediaTextFields, {TextForm::scrambled, TextForm::data});
 }
 
 } // namespace
@@ -86,8 +101,7 @@ bool HasValidJobDetailFields(const json& value) {
     const bool valid = HasValidOrNothing(value, "address", HasValidAddressFields) &&
                        HasValidOrNothing(value, "customer", isValidCustomer) &&
                        (!HasArray(value, "contacts") || AreValidContacts(value["contacts"])) &&
-                       HasTextOrNothing(value, "notes") && HasArrayOrNothing(value, "privateNotes") &&
-                       HasUserDataOrNothing(value);
+                       HasTextFields(value, jobTextFields, {TextForm::plain, TextForm::scrambled, TextForm::data});
     return Reported(valid, "HasValidJobDetailFields");
 }
 

@@ -186,7 +186,11 @@ public:
 
     nlohmann::json SummaryToJson(jsonMode mode) const;
     nlohmann::json ToJson(jsonMode mode) const;
-    std::string SummaryJSONstring() const;
+    /// The members alone, for a caller that adds some.
+    void WriteSummaryMembers(JsonText& text, jsonMode mode) const;
+    void WriteMembers(JsonText& text, jsonMode mode) const;
+    std::string SummaryJSONstring(jsonMode mode = JSON_MODE_CLIENT) const;
+    std::string JSONstring(jsonMode mode) const;
     std::string AddressJSONstring() const;
     std::string CustomerJSONstring() const;
     jobRtn_e ContactJSONstring(uint8_t id, std::string& text) const;

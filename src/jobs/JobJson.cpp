@@ -1,5 +1,5 @@
 #include "jobs/Job.h"
-#include "jobs/Scramble.h"
+#include "jobs/TextFields.h"
 #include "jobs/ValuesJson.h"
 
 #include <algorithm>
@@ -10,80 +10,90 @@ namespace JobsManagerD {
 namespace {
 
 /// The media as they are written: the latest first.
-json MediaToJson(std::vector<std::shared_ptr<Media>> media, jsonMode mode) {
+void WriteMedia(JsonText& text, std::vector<std::shared_ptr<Media>> media, jsonMode mode) {
     std::ranges::sort(media, std::ranges::greater(),
                       [](const auto& item) -> const std::string& { return item->timestamp.createTime; });
-    json array = json::array();
+    text.BeginArray();
     for (const auto& item : media)
-        array.push_back(ToJson(*item, mode));
-    return array;
+        Write(text, *item, mode);
+    text.EndArray();
+}
+
+template <typename... Value>
+void WriteMember(JsonText& text, const char* key, const Value&... value) {
+    text.Key(key);
+    Write(text, value...);
 }
 
 } // namespace
 
-json Job::SummaryToJson(jsonMode mode) const {
+void Job::WriteSummaryMembers(JsonText& text, jsonMode mode) const {
     const JobSummary summary = Summary();
-    // Key by key: a list of pairs would be built, copied and thrown away.
-    json object = json::object();
-    object["id"] = summary.id;
-    object["jobSize"] = summary.jobSize;
-    object["mediaCounts"] = JobsManagerD::ToJson(summary.mediaCounts);
-    object["source"] = JobsManagerD::ToJson(summary.source);
-    object["timestamp"] = JobsManagerD::ToJson(summary.timestamp);
-    object["type"] = JobTypeKeyword(summary.type);
-    object["version"] = summary.version;
-    object["locked"] = summary.locked;
+    text.Member("id", summary.id);
+    text.Member("jobSize", summary.jobSize);
+    text.Member("locked", summary.locked);
+    WriteMember(text, "mediaCounts", summary.mediaCounts);
     if (!summary.name.empty())
-        object["name"] = summary.name;
-    if (summary.position.IsSet())
-        object["position"] = JobsManagerD::ToJson(summary.position);
+        text.Member("name", summary.name);
+    WritePosition(text, summary.position, mode);
+    WriteMember(text, "source", summary.source, mode);
     if (mode == JSON_MODE_CLIENT && _isSynced)
-        object["syncStatus"] = true;
-    return object;
+        text.Member("syncStatus", true);
+    WriteMember(text, "timestamp", summary.timestamp);
+    text.Member("type", JobTypeKeyword(summary.type));
+    text.Member("version", summary.version);
 }
 
-json Job::ToJson(jsonMode mode) const {
-    json object = SummaryToJson(mode);
+void Job::WriteMembers(JsonText& text, jsonMode mode) const {
+    WriteSummaryMembers(text, mode);
     const JobDetails& details = Details();
-    if (!details.notes.empty())
-        object["notes"] = details.notes;
-    if (!details.privateNotes.empty() && mode == JSON_MODE_FILE)
-        object["privateNotes"] = ScrambleBytes(details.privateNotes, Id());
-    else if (!details.privateNotes.empty())
-        object["privateNotes"] = details.privateNotes;
+    WriteTextFields(text, jobTextFields, details, Id(), mode);
     if (!details.address.IsEmpty())
-        object["address"] = JobsManagerD::ToJson(details.address);
+        WriteMember(text, "address", details.address, mode);
     if (!details.customer.IsEmpty())
-        object["customer"] = JobsManagerD::ToJson(details.customer, mode);
+        WriteMember(text, "customer", details.customer, mode);
     if (!details.contacts.empty())
-        object["contacts"] = JobsManagerD::ToJson(details.contacts, mode);
-    if (!details.userData.empty())
-        object["userData"] = UserDataToJson(details.userData, mode);
+        WriteMember(text, "contacts", details.contacts, mode);
     if (mode == JSON_MODE_FILE)
-        object["mediaFolder"] = details.mediaFolder;
-    if (!details.media.empty())
-        object["media"] = MediaToJson(details.media, mode);
-    return object;
+        text.Member("mediaFolder", details.mediaFolder);
+    if (!details.media.empty()) {
+        text.Key("media");
+        WriteMedia(text, details.media, mode);
+    }
 }
 
-std::string Job::SummaryJSONstring() const { return CompactDump(SummaryToJson(JSON_MODE_CLIENT)); }
-
-std::string Job::AddressJSONstring() const { return CompactDump(JobsManagerD::ToJson(Details().address)); }
-
-std::string Job::CustomerJSONstring() const {
-    return CompactDump(JobsManagerD::ToJson(Details().customer, JSON_MODE_CLIENT));
+std::string Job::SummaryJSONstring(jsonMode mode) const {
+    JsonText text;
+    text.BeginObject();
+    WriteSummaryMembers(text, mode);
+    text.EndObject();
+    return text.Take();
 }
+
+std::string Job::JSONstring(jsonMode mode) const {
+    JsonText text;
+    text.BeginObject();
+    WriteMembers(text, mode);
+    text.EndObject();
+    return text.Take();
+}
+
+json Job::SummaryToJson(jsonMode mode) const { return json::parse(SummaryJSONstring(mode)); }
+
+json Job::ToJson(jsonMode mode) const { return json::parse(JSONstring(mode)); }
+
+std::string Job::AddressJSONstring() const { return WrittenText(Details().address, JSON_MODE_CLIENT); }
+
+std::string Job::CustomerJSONstring() const { return WrittenText(Details().customer, JSON_MODE_CLIENT); }
 
 jobRtn_e Job::ContactJSONstring(uint8_t id, std::string& text) const {
     Contact contact;
     const jobRtn_e result = GetContact(id, contact);
     if (result == JOB_RTN_SUCCEEDED)
-        text = CompactDump(JobsManagerD::ToJson(contact, JSON_MODE_CLIENT));
+        text = WrittenText(contact, JSON_MODE_CLIENT);
     return result;
 }
 
-std::string Job::ContactsJSONstring() const {
-    return CompactDump(JobsManagerD::ToJson(Details().contacts, JSON_MODE_CLIENT));
-}
+std::string Job::ContactsJSONstring() const { return WrittenText(Details().contacts, JSON_MODE_CLIENT); }
 
 } // namespace JobsManagerD

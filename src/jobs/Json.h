@@ -7,6 +7,7 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <string_view>
 
 namespace JobsManagerD {
 
@@ -21,14 +22,29 @@ std::string JsonValueAsText(const nlohmann::json& value);
 /// One line without indentation, keys in ascending byte order. Bytes that are no UTF-8 are replaced by U+FFFD.
 std::string CompactDump(const nlohmann::json& value);
 
-/// Strict parse of a whole text. Throws nlohmann::json::exception; a number that no type holds and a nesting that the
-/// recursive parts of the library could not come back from count as errors too.
+/// The deepest nesting that is read, by any parser: dumping and copying recurse, at some hundred bytes of stack a
+/// level.
+constexpr size_t deepestNesting = 1000;
+
+/// What a document may take in memory beside its text, in bytes: that of a job with 40,000 media items. The text of a
+/// file of 2 MiB never takes more.
+constexpr size_t largestDocument = size_t{256} * 1024 * 1024;
+
+/// At least what the document of that text takes in memory, in bytes.
+size_t DocumentSize(const std::string& text);
+
+/// Strict parse of a whole text. Throws nlohmann::json::exception; a number that no type holds, and a document that is
+/// nested too deeply or takes too much memory, count as errors too.
 nlohmann::json ParseJson(const std::string& text);
 
-/// The form in which client data goes out. It is parsed, so that a client's object stays an object; a text that is no
-/// JSON is a string. In a job file, a value that the reader would refuse there (a number, a boolean, null, an empty
-/// text) is kept as the raw text instead.
-nlohmann::json UserDataToJson(const std::string& userData, jsonMode mode);
+/// The same, with the same verdict, for a reader of the top level: of an object only the members are kept whose keys
+/// are wanted, and of an array nothing. The rest takes no memory.
+nlohmann::json ParseJson(const std::string& text, bool (*isWanted)(std::string_view key));
+
+/// The form in which client data goes out, as a compact dump. It is parsed, so that a client's object stays an object;
+/// a text that is no JSON is a string. In a job file, a value that the reader would refuse there (a number, a boolean,
+/// null, an empty text) is kept as the raw text instead.
+std::string UserDataToJson(const std::string& userData, jsonMode mode);
 
 /// The number of a JSON value as `Number`, with the conversion of the language for integers. A fraction outside the
 /// range gives the nearest limit. Throws nlohmann::json::type_error for anything that is no number.

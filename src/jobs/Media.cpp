@@ -1,6 +1,6 @@
 #include "jobs/Media.h"
 
-#include "jobs/Scramble.h"
+#include "jobs/TextFields.h"
 #include "jobs/ValuesJson.h"
 
 #include <map>
@@ -11,36 +11,33 @@ using nlohmann::json;
 namespace JobsManagerD {
 namespace {
 
-json ToJson(const MediaFile& file, jsonMode mode) {
-    json object = json::object();
-    object["type"] = MediaFileTypeKeyword(file.type);
-    object["name"] = file.name;
-    object["size"] = file.size;
-    if (mode == JSON_MODE_CLIENT && file.state != MEDIA_FILE_STATE_OK)
-        object["state"] = MediaFileStateKeyword(file.state);
-    return object;
+void Write(JsonText& text, const std::vector<MediaFile>& files, jsonMode mode) {
+    text.BeginArray();
+    for (const MediaFile& file : files) {
+        text.BeginObject();
+        text.Member("name", file.name);
+        text.Member("size", file.size);
+        if (mode == JSON_MODE_CLIENT && file.state != MEDIA_FILE_STATE_OK)
+            text.Member("state", MediaFileStateKeyword(file.state));
+        text.Member("type", MediaFileTypeKeyword(file.type));
+        text.EndObject();
+    }
+    text.EndArray();
 }
 
-json FilesToJson(const std::vector<MediaFile>& files, jsonMode mode) {
-    json array = json::array();
-    for (const MediaFile& file : files)
-        array.push_back(ToJson(file, mode));
-    return array;
+void WriteAngle(JsonText& text, const char* key, const std::optional<int32_t>& angle) {
+    if (angle)
+        text.Member(key, *angle);
 }
 
-void AddOptionalFields(json& object, const Media& media) {
-    if (!media.name.empty())
-        object["name"] = media.name;
-    if (!media.notes.empty())
-        object["notes"] = media.notes;
-    if (media.position.IsSet())
-        object["position"] = ToJson(media.position);
-    if (media.cameraRollAngle)
-        object["cameraRollAngle"] = *media.cameraRollAngle;
-    if (media.cameraInclinometerAngle)
-        object["cameraInclinometerAngle"] = *media.cameraInclinometerAngle;
-    if (media.distance.present)
-        object["distance"] = {{"absolute", media.distance.absolute}, {"relative", media.distance.relative}};
+void WriteDistance(JsonText& text, const ReelDistance& distance) {
+    if (!distance.present)
+        return;
+    text.Key("distance");
+    text.BeginObject();
+    text.Member("absolute", distance.absolute);
+    text.Member("relative", distance.relative);
+    text.EndObject();
 }
 
 uint16_t* CounterOf(MediaCounts& counts, mediaType_e type) {
@@ -83,23 +80,30 @@ const std::vector<mediaFileType_e>& Media::RequiredFiles(mediaType_e type) {
     return found == required.end() ? none : found->second;
 }
 
-json ToJson(const Media& media, jsonMode mode) {
-    json object = json::object();
-    object["id"] = media.id;
-    object["isIncludedInReport"] = media.isIncludedInReport;
-    object["source"] = ToJson(media.source);
-    object["timestamp"] = ToJson(media.timestamp);
-    object["type"] = MediaTypeKeyword(media.type);
-    AddOptionalFields(object, media);
-    if (!media.privateNotes.empty() && mode == JSON_MODE_FILE)
-        object["privateNotes"] = ScrambleBytes(media.privateNotes, media.id);
-    else if (!media.privateNotes.empty())
-        object["privateNotes"] = media.privateNotes;
-    if (!media.userData.empty())
-        object["userData"] = UserDataToJson(media.userData, mode);
-    object["files"] = FilesToJson(media.files, mode);
-    return object;
+void WriteMembers(JsonText& text, const Media& media, jsonMode mode) {
+    WriteAngle(text, "cameraInclinometerAngle", media.cameraInclinometerAngle);
+    WriteAngle(text, "cameraRollAngle", media.cameraRollAngle);
+    WriteDistance(text, media.distance);
+    text.Key("files");
+    Write(text, media.files, mode);
+    text.Member("id", media.id);
+    text.Member("isIncludedInReport", media.isIncludedInReport);
+    WriteTextFields(text, mediaTextFields, media, media.id, mode);
+    WritePosition(text, media.position, mode);
+    text.Key("source");
+    Write(text, media.source, mode);
+    text.Key("timestamp");
+    Write(text, media.timestamp);
+    text.Member("type", MediaTypeKeyword(media.type));
 }
+
+void Write(JsonText& text, const Media& media, jsonMode mode) {
+    text.BeginObject();
+    WriteMembers(text, media, mode);
+    text.EndObject();
+}
+
+json ToJson(const Media& media, jsonMode mode) { return json::parse(WrittenText(media, mode)); }
 
 void addToMediaCounts(MediaCounts& counts, mediaType_e type) {
     if (uint16_t* counter = CounterOf(counts, type)) {

@@ -58,6 +58,11 @@ public:
     std::string userData;
 };
 
+class JsonText;
+
+void Write(JsonText& text, const Media& media, jsonMode mode);
+/// The members alone, for a caller that adds some.
+void WriteMembers(JsonText& text, const Media& media, jsonMode mode);
 nlohmann::json ToJson(const Media& media, jsonMode mode);
 
 /// One more or one fewer item of that type, and in total. A number outside the enumeration is logged and counts

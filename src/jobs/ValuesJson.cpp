@@ -9,11 +9,18 @@ using nlohmann::json;
 namespace JobsManagerD {
 namespace {
 
-json ToJson(const TextMap& map) {
-    json object = json::object();
-    for (const auto& [key, text] : map)
-        object[key] = text;
-    return object;
+void WriteMembers(JsonText& text, const TextMap& map) {
+    for (const auto& [key, value] : map)
+        text.Member(key, value);
+}
+
+void WriteObject(JsonText& text, const char* key, const TextMap& map) {
+    if (map.empty())
+        return;
+    text.Key(key);
+    text.BeginObject();
+    WriteMembers(text, map);
+    text.EndObject();
 }
 
 /// The non-empty strings of an object, but for those under the keys named. Throws for a value that is no object.
@@ -39,65 +46,77 @@ bool HasNumberOrNothing(const json& value, const char* key) { return !HasKey(val
 
 } // namespace
 
-json ToJson(const Position& position) {
-    json object = json::object();
-    object["latitude"] = position.latitude;
-    object["longitude"] = position.longitude;
-    return object;
+void Write(JsonText& text, const Position& position) {
+    text.BeginObject();
+    text.Member("latitude", position.latitude);
+    text.Member("longitude", position.longitude);
+    text.EndObject();
 }
 
-json ToJson(const Source& source) {
-    json object = json::object();
-    object["model"] = source.model;
-    object["serial"] = source.serial;
-    object["version"] = source.version;
-    return object;
+void WritePosition(JsonText& text, const Position& position, jsonMode mode) {
+    const bool isWhole = !position.latitude.empty() && !position.longitude.empty();
+    if (mode == JSON_MODE_FILE ? !isWhole : !position.IsSet())
+        return;
+    text.Key("position");
+    Write(text, position);
 }
 
-json ToJson(const Timestamp& timestamp) {
-    json object = json::object();
-    object["createTime"] = timestamp.createTime;
-    object["modifiedTime"] = timestamp.modifiedTime;
-    return object;
+void Write(JsonText& text, const Source& source, jsonMode mode) {
+    const auto write = [&text, mode](const char* key, const std::string& value) {
+        text.Member(key, value.empty() && mode == JSON_MODE_FILE ? "unknown" : value);
+    };
+    text.BeginObject();
+    write("model", source.model);
+    write("serial", source.serial);
+    write("version", source.version);
+    text.EndObject();
 }
 
-json ToJson(const MediaCounts& counts) {
-    json object = json::object();
-    object["total"] = counts.total;
-    object["autologs"] = counts.autologs;
-    object["images"] = counts.images;
-    object["photoTalks"] = counts.photoTalks;
-    object["videos"] = counts.videos;
-    return object;
+void Write(JsonText& text, const Timestamp& timestamp) {
+    text.BeginObject();
+    text.Member("createTime", timestamp.createTime);
+    text.Member("modifiedTime", timestamp.modifiedTime);
+    text.EndObject();
 }
 
-json ToJson(const Address& address) {
-    json object = ToJson(address.fields);
-    if (address.position.IsSet())
-        object["position"] = ToJson(address.position);
-    return object;
+void Write(JsonText& text, const MediaCounts& counts) {
+    text.BeginObject();
+    text.Member("autologs", counts.autologs);
+    text.Member("images", counts.images);
+    text.Member("photoTalks", counts.photoTalks);
+    text.Member("total", counts.total);
+    text.Member("videos", counts.videos);
+    text.EndObject();
 }
 
-json ToJson(const Contact& contact, jsonMode mode) {
-    json object = ToJson(contact.names);
-    if (!contact.address.IsEmpty())
-        object["address"] = ToJson(contact.address);
+void Write(JsonText& text, const Address& address, jsonMode mode) {
+    text.BeginObject();
+    WriteMembers(text, address.fields);
+    WritePosition(text, address.position, mode);
+    text.EndObject();
+}
+
+void Write(JsonText& text, const Contact& contact, jsonMode mode) {
+    text.BeginObject();
+    WriteMembers(text, contact.names);
+    if (!contact.address.IsEmpty()) {
+        text.Key("address");
+        Write(text, contact.address, mode);
+    }
     if (contact.id != 0)
-        object["id"] = contact.id;
-    if (!contact.phones.empty())
-        object["phones"] = ToJson(contact.phones);
-    if (!contact.web.empty())
-        object["web"] = ToJson(contact.web);
+        text.Member("id", contact.id);
+    WriteObject(text, "phones", contact.phones);
+    WriteObject(text, "web", contact.web);
     if (mode == JSON_MODE_FILE)
-        object["contactSource"] = static_cast<int32_t>(contact.contactSource);
-    return object;
+        text.Member("contactSource", static_cast<int32_t>(contact.contactSource));
+    text.EndObject();
 }
 
-json ToJson(const std::vector<Contact>& contacts, jsonMode mode) {
-    json array = json::array();
+void Write(JsonText& text, const std::vector<Contact>& contacts, jsonMode mode) {
+    text.BeginArray();
     for (const Contact& contact : contacts)
-        array.push_back(ToJson(contact, mode));
-    return array;
+        Write(text, contact, mode);
+    text.EndArray();
 }
 
 TextMap TextMapFromJson(const json& value) { return TextsBut(value, {}); }

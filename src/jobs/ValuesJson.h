@@ -1,23 +1,35 @@
 #pragma once
 
 #include "jobs/Json.h"
+#include "jobs/JsonText.h"
 #include "jobs/Values.h"
 
 #include <vector>
 
 namespace JobsManagerD {
 
-// Writers. Keys come out in ascending byte order.
+// Writers, each of one value where a value may stand. In JSON_MODE_FILE nothing is written that the reader would
+// refuse: an empty text of a source is "unknown" there, and a position needs both its texts.
 
-nlohmann::json ToJson(const Position& position);
-nlohmann::json ToJson(const Source& source);
-nlohmann::json ToJson(const Timestamp& timestamp);
-nlohmann::json ToJson(const MediaCounts& counts);
-/// "position" is written only when it is set.
-nlohmann::json ToJson(const Address& address);
+void Write(JsonText& text, const Position& position);
+void Write(JsonText& text, const Source& source, jsonMode mode);
+void Write(JsonText& text, const Timestamp& timestamp);
+void Write(JsonText& text, const MediaCounts& counts);
+void Write(JsonText& text, const Address& address, jsonMode mode);
 /// "contactSource" is written in JSON_MODE_FILE only.
-nlohmann::json ToJson(const Contact& contact, jsonMode mode);
-nlohmann::json ToJson(const std::vector<Contact>& contacts, jsonMode mode);
+void Write(JsonText& text, const Contact& contact, jsonMode mode);
+void Write(JsonText& text, const std::vector<Contact>& contacts, jsonMode mode);
+
+/// The member "position", if there is something to write.
+void WritePosition(JsonText& text, const Position& position, jsonMode mode);
+
+/// What one writer writes.
+template <typename... Arguments>
+std::string WrittenText(const Arguments&... arguments) {
+    JsonText text;
+    Write(text, arguments...);
+    return text.Take();
+}
 
 // Readers. They assume that the validators have passed; a missing key or a wrong kind throws
 // nlohmann::json::exception.

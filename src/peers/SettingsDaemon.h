@@ -10,7 +10,9 @@
 
 namespace Settingsd {
 
-/// The settings service. Change notices become signals, raised on the loop's thread.
+/// The settings service. Change notices become signals, raised on the loop's thread. They carry each changed setting by
+/// name, with its D-Bus type and its value; a notice that cannot be read is logged and dropped. A slot that takes a
+/// value for another type than it has throws, which ends the process.
 class SettingsDaemonDbusHandler : public Buslink::DbusListener {
 public:
     using SectionSignal = sigc::signal<void, buslink_utils::TypedPropertyMap&>;

@@ -8,7 +8,7 @@
 namespace SyncD {
 
 /// The sync service, which copies content between devices on its own. Its signals are raised on the loop's thread and
-/// carry a path on a storage device.
+/// carry a path on a storage device; one without a path is dropped.
 class SyncDaemonDbusHandler : public Buslink::DbusListener {
 public:
     explicit SyncDaemonDbusHandler(sd_event* event) : DbusListener(event) {}
@@ -17,8 +17,11 @@ public:
     int32_t Listen();
 
     sigc::signal<void, buslink_utils::PropertyMap&> propertiesChanged;
+    /// Path of a job's folder that has been brought up to date.
     sigc::signal<void, const std::string&> destinationSynced;
+    /// Path of a job's folder, or of its file.
     sigc::signal<void, const std::string&> jobFileSynced;
+    /// Nothing listens to it.
     sigc::signal<void, const std::string&> syncDestinationFull;
 };
 

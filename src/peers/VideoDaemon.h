@@ -10,6 +10,7 @@ namespace Videod {
 /// of its own, may be called on any thread, and returns a negative errno on failure, which it does not log.
 class VideoDaemonDbusHandler {
 public:
+    // States as numbers, files by their paths.
     static int32_t GetRecordingState(int32_t& state);
     static int32_t GetPlaybackState(int32_t& state);
     static int32_t GetPhotoTalkState(int32_t& state);

@@ -5,8 +5,11 @@
 #include "support/Deadline.h"
 #include "support/PrivateBus.h"
 
+#include <csignal>
+#include <future>
 #include <poll.h>
 #include <thread>
+#include <unistd.h>
 
 namespace client = libjobsdaemon;
 
@@ -137,13 +140,13 @@ TEST_F(JobsManagerTest, WhatTheServiceTellsComesAsEvents) {
     const auto opened = Next<client::PropertyChanged>();
     EXPECT_EQ(std::tie(opened.deviceID, opened.name), std::tuple("front", "CurrentJobID"));
     EXPECT_EQ(std::get<std::string>(opened.value), created);
-    jobs.SetJobNotes("", "", "Roots");
+    ASSERT_EQ(jobs.SetJobNotes("", "", "Roots"), client::JOBS_RTN_SUCCEEDED);
     const auto changed = Next<client::JobChanged>();
     EXPECT_EQ(changed.deviceID, "front");
     EXPECT_EQ(Json::parse(changed.summary)["id"], created);
-    jobs.CloseJob();
+    ASSERT_EQ(jobs.CloseJob().code, client::JOBS_RTN_SUCCEEDED);
     Next<client::PropertyChanged>();
-    jobs.SetTargetDeviceID("back");
+    ASSERT_EQ(jobs.SetTargetDeviceID("back"), client::JOBS_RTN_SUCCEEDED);
     const auto target = Next<client::PropertyChanged>();
     EXPECT_EQ(target.deviceID + target.name + std::get<std::string>(target.value), "TargetDeviceIDback");
 
@@ -175,29 +178,146 @@ TEST_F(JobsManagerTest, WhatTheServiceTellsComesAsEvents) {
 TEST_F(JobsManagerTest, FailuresOfACallAreToldApart) {
     EXPECT_THROW(JobsManager("unix:path=/nonexistent"), client::NotConnected);
     try {
-        jobs.GetMediaID("");
+        (void)jobs.GetMediaID("");
         FAIL() << "an empty path is a malformed call";
     } catch (const client::MalformedCall& malformed) {
         EXPECT_EQ(malformed.Name(), "org.freedesktop.DBus.Error.Failed");
         EXPECT_STREQ(malformed.what(), "Invalid media filepath");
     }
-    EXPECT_THROW(jobs.SetJobName("", "", "\xFF"), client::MalformedCall);
-    EXPECT_THROW(jobs.SetJobName("", "", std::string("a\0b", 3)), client::MalformedCall);
+    EXPECT_THROW((void)jobs.SetJobName("", "", "\xFF"), client::MalformedCall);
+    EXPECT_THROW((void)jobs.SetJobName("", "", std::string("a\0b", 3)), client::MalformedCall);
     service.Stop();
-    EXPECT_THROW(jobs.GetTargetDeviceID(), client::ServiceNotRunning);
+    EXPECT_THROW((void)jobs.GetTargetDeviceID(), client::ServiceNotRunning);
 
     // Somebody has the service's name who never answers, and then leaves.
     Simulator::Connection silent;
     ASSERT_GE(sd_bus_open_user(Simulator::Out(silent)), 0);
     ASSERT_GE(sd_bus_request_name(silent.get(), "com.corvane.common.JobsManagerDaemon1", 0), 0);
+    jobs.SetTimeout("GetTargetDeviceID", std::chrono::milliseconds(1));
+    EXPECT_THROW((void)jobs.GetTargetDeviceID(), client::TimedOut);
     jobs.SetTimeout(std::chrono::milliseconds(1));
-    EXPECT_THROW(jobs.GetTargetDeviceID(), client::TimedOut);
+    EXPECT_THROW((void)jobs.CopyJob("a", "b", "c"), client::TimedOut);
     jobs.SetTimeout(std::chrono::milliseconds(0));
     std::thread leaving([&silent] { silent.reset(); });
-    EXPECT_THROW(jobs.GetTargetDeviceID(), client::ServiceNotRunning);
+    EXPECT_THROW((void)jobs.GetTargetDeviceID(), client::ServiceNotRunning);
     leaving.join();
     service.Start();
     EXPECT_EQ(jobs.GetTargetDeviceID(), "front") << "and the object is as good as before";
+}
+
+TEST_F(JobsManagerTest, AMethodIsCalledByItsName) {
+    using client::MalformedCall;
+    using Values = std::vector<client::Wire::Value>;
+    EXPECT_EQ(jobs.CallByName("GetTargetDeviceID", {}), Values{std::string("front")});
+    EXPECT_EQ(jobs.CallByName("GetJobList", {"back", "0", "1", "0", "65535"}), (Values{0, std::string("[]")}));
+    EXPECT_EQ(jobs.CallByName("SetJobLocked", {"nowhere", "a", "true"}), Values{2});
+    EXPECT_EQ(jobs.CallByName("DeleteJobList", {"nowhere"}), Values{2}) << "the list is empty";
+    const std::vector<Texts> unfit{{"GetTargetDeviceIDs"},
+                                   {"GetTargetDeviceID", "a"},
+                                   {"GetJobName", "a"},
+                                   {"GetJobList", "back", "0", "1", "0", "65536"},
+                                   {"SetJobLocked", "a", "b", "yes"},
+                                   {"Get"}};
+    for (const Texts& call : unfit)
+        EXPECT_THROW((void)jobs.CallByName(call[0], Texts(call.begin() + 1, call.end())), MalformedCall) << call[0];
+}
+
+/// A bus that can be ended, with what connects to it.
+class MortalBus {
+public:
+    MortalBus() : _output(popen("echo $$; exec dbus-daemon --session --nofork --nopidfile --print-address", "re")) {
+        char line[512];
+        if (fgets(line, sizeof line, _output))
+            _process = std::stoi(line);
+        if (fgets(line, sizeof line, _output))
+            address = std::string(line).substr(0, std::string(line).find('\n'));
+    }
+    ~MortalBus() {
+        End();
+        pclose(_output);
+    }
+    void End() {
+        if (_process > 0)
+            kill(std::exchange(_process, -1), SIGTERM);
+    }
+
+    std::string address;
+
+private:
+    FILE* const _output;
+    pid_t _process = -1;
+};
+
+TEST(JobsManagerConnectionTest, ALostBusWakesTheLoopAndIsTold) {
+    MortalBus bus;
+    JobsManager jobs(bus.address);
+    jobs.Subscribe();
+    EXPECT_FALSE(jobs.FindService());
+    const int descriptor = jobs.Fd();
+    const auto isReady = [&](std::chrono::milliseconds wait) {
+        pollfd source{jobs.Fd(), jobs.PollEvents(), 0};
+        return poll(&source, 1, static_cast<int>(wait.count())) == 1;
+    };
+    EXPECT_TRUE(jobs.Process().empty());
+    EXPECT_FALSE(isReady(std::chrono::milliseconds(0)));
+    bus.End();
+    bool isLost = false;
+    while (!isLost) {
+        ASSERT_TRUE(isReady(deadline));
+        try {
+            EXPECT_TRUE(jobs.Process().empty());
+        } catch (const client::NotConnected&) {
+            isLost = true;
+        }
+    }
+    EXPECT_EQ(jobs.Fd(), descriptor);
+    EXPECT_TRUE(isReady(deadline)) << "for good";
+    EXPECT_THROW((void)jobs.WaitForEvents(deadline), client::NotConnected);
+    EXPECT_THROW((void)jobs.GetTargetDeviceID(), client::NotConnected);
+}
+
+TEST_F(JobsManagerTest, AnObjectThatWasMovedFromSaysSo) {
+    JobsManager other = std::move(jobs);
+    EXPECT_EQ(other.GetTargetDeviceID(), "front");
+    EXPECT_EQ(jobs.Fd(), -1); // NOLINT(bugprone-use-after-move)
+    EXPECT_THROW((void)jobs.GetTargetDeviceID(), client::NotConnected);
+    EXPECT_THROW(jobs.Subscribe(), client::NotConnected);
+    EXPECT_THROW((void)jobs.Process(), client::NotConnected);
+    EXPECT_THROW((void)jobs.Devices(), client::NotConnected);
+    jobs = std::move(other);
+    EXPECT_EQ(jobs.GetTargetDeviceID(), "front");
+}
+
+/// Answers as the manager of services does for the unit of any process.
+int AnswerUnit(sd_bus_message* call, void*, sd_bus_error*) { return sd_bus_reply_method_return(call, "o", "/unit"); }
+int AnswerStatus(sd_bus*, const char*, const char*, const char*, sd_bus_message* reply, void*, sd_bus_error*) {
+    return sd_bus_message_append(reply, "s", "Version 1.2.3, 2 devices");
+}
+
+TEST_F(JobsManagerTest, TheServicesProcessAndStatusLineAreFound) {
+    const auto unmanaged = jobs.FindService();
+    ASSERT_TRUE(unmanaged);
+    EXPECT_EQ(unmanaged->processID, static_cast<uint32_t>(getpid())) << "the service runs in this very process";
+    EXPECT_EQ(unmanaged->status, "");
+
+    const sd_bus_vtable units[] = {SD_BUS_VTABLE_START(0), SD_BUS_METHOD("GetUnitByPID", "u", "o", AnswerUnit, 4),
+                                   SD_BUS_VTABLE_END};
+    const sd_bus_vtable unit[] = {SD_BUS_VTABLE_START(0), SD_BUS_PROPERTY("StatusText", "s", AnswerStatus, 0, 0),
+                                  SD_BUS_VTABLE_END};
+    Simulator::Connection manager;
+    ASSERT_GE(sd_bus_open_user(Simulator::Out(manager)), 0);
+    sd_bus_add_object_vtable(manager.get(), nullptr, "/org/freedesktop/systemd1", "org.freedesktop.systemd1.Manager",
+                             units, nullptr);
+    sd_bus_add_object_vtable(manager.get(), nullptr, "/unit", "org.freedesktop.systemd1.Service", unit, nullptr);
+    ASSERT_GE(sd_bus_request_name(manager.get(), "org.freedesktop.systemd1", 0), 0);
+    std::promise<std::string> told;
+    std::future<std::string> status = told.get_future();
+    std::thread asking([this, &told] { told.set_value(jobs.FindService()->status); });
+    while (status.wait_for(std::chrono::seconds(0)) != std::future_status::ready)
+        if (sd_bus_process(manager.get(), nullptr) == 0)
+            sd_bus_wait(manager.get(), 10'000);
+    asking.join();
+    EXPECT_EQ(status.get(), "Version 1.2.3, 2 devices");
 }
 
 TEST(ClientReturnCodesTest, TheyAreTheServices) {

@@ -417,6 +417,7 @@ TEST_F(JobFile, AWrongKindAtAnyPlaceIsAnAnswerAndNoException) {
             ++accepted;
             const json before = job->ToJson(JSON_MODE_CLIENT);
             ASSERT_EQ(handler.UpdateJobFile(*job), JOBFILE_OP_SUCCEEDED);
+            ASSERT_EQ(folder.Read("job.json"), CompactDump(json::parse(folder.Read("job.json"))));
             const auto again = Read();
             ASSERT_EQ(summaryResult, JOBFILE_OP_SUCCEEDED);
             ASSERT_EQ(result, JOBFILE_OP_SUCCEEDED);

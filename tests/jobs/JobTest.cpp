@@ -158,7 +158,7 @@ TEST(JobJson, TheSummaryOfAnEmptyJobHoldsWhatAlwaysIsThere) {
               R"("mediaCounts":{"autologs":0,"images":0,"photoTalks":0,"total":0,"videos":0},)"
               R"("source":{"model":"","serial":"","version":""},"timestamp":{"createTime":"","modifiedTime":""},)"
               R"("type":"videoInspection","version":""})");
-    EXPECT_EQ(job.ToJson(JSON_MODE_CLIENT), job.SummaryToJson(JSON_MODE_FILE));
+    EXPECT_EQ(job.ToJson(JSON_MODE_CLIENT), job.SummaryToJson(JSON_MODE_CLIENT));
     job.SetSyncStatus(true);
     EXPECT_EQ(job.SummaryToJson(JSON_MODE_CLIENT)["syncStatus"], true);
     EXPECT_FALSE(job.SummaryToJson(JSON_MODE_FILE).contains("syncStatus"));

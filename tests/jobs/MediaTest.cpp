@@ -14,7 +14,8 @@ TEST(Media, WritesWhatIsSet) {
     Media bare;
     bare.id = "m0";
     EXPECT_EQ(CompactDump(ToJson(bare, JSON_MODE_FILE)),
-              R"({"files":[],"id":"m0","isIncludedInReport":false,"source":{"model":"","serial":"","version":""},)"
+              R"({"files":[],"id":"m0","isIncludedInReport":false,)"
+              R"("source":{"model":"unknown","serial":"unknown","version":"unknown"},)"
               R"("timestamp":{"createTime":"","modifiedTime":""},"type":"none"})");
 
     bare.cameraRollAngle = 0;
@@ -81,15 +82,15 @@ TEST(UserData, TakesTheFormOfItsReader) {
         {"\xff", "\"\uFFFD\"", "\"\uFFFD\""},
     };
     for (const UserDataRow& row : rows) {
-        EXPECT_EQ(CompactDump(UserDataToJson(row.text, JSON_MODE_FILE)), row.inFile) << row.text;
-        EXPECT_EQ(CompactDump(UserDataToJson(row.text, JSON_MODE_CLIENT)), row.toClient) << row.text;
+        EXPECT_EQ(UserDataToJson(row.text, JSON_MODE_FILE), row.inFile) << row.text;
+        EXPECT_EQ(UserDataToJson(row.text, JSON_MODE_CLIENT), row.toClient) << row.text;
     }
 }
 
 TEST(UserData, NestedDeeperThanCanBeReadStaysText) {
     const std::string deep = std::string(100000, '[') + std::string(100000, ']');
     for (const jsonMode mode : {JSON_MODE_FILE, JSON_MODE_CLIENT})
-        EXPECT_EQ(UserDataToJson(deep, mode), json(deep));
+        EXPECT_EQ(UserDataToJson(deep, mode), CompactDump(deep));
     EXPECT_THROW(ParseJson(deep), json::exception);
     EXPECT_THROW(ParseJson(std::string(100000, '[')), json::exception);
 

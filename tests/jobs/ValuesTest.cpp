@@ -16,12 +16,16 @@ using Testing::Lines;
 
 TEST(Values, APositionWithOneTextIsSetButNotValid) {
     const Address address{{}, {"", "2.5"}};
-    const json written = ToJson(address);
-    EXPECT_EQ(CompactDump(written), R"({"position":{"latitude":"","longitude":"2.5"}})");
-    EXPECT_EQ(CompactDump(ToJson(Address{{{"city", "Port"}}, {}})), R"({"city":"Port"})");
+    const std::string written = WrittenText(address, JSON_MODE_CLIENT);
+    EXPECT_EQ(written, R"({"position":{"latitude":"","longitude":"2.5"}})");
+    EXPECT_EQ(WrittenText(address, JSON_MODE_FILE), "{}") << "no reader of a file would take it";
+    EXPECT_EQ(WrittenText(Address{{{"city", "Port"}}, {}}, JSON_MODE_FILE), R"({"city":"Port"})");
+    EXPECT_EQ(WrittenText(Source{"Reel", "", "1"}, JSON_MODE_FILE),
+              R"({"model":"Reel","serial":"unknown","version":"1"})");
+    EXPECT_EQ(WrittenText(Source{"Reel", "", "1"}, JSON_MODE_CLIENT), R"({"model":"Reel","serial":"","version":"1"})");
 
     Testing::TestLog log;
-    EXPECT_FALSE(HasValidPositionFields(written["position"]));
+    EXPECT_FALSE(HasValidPositionFields(json::parse(written)["position"]));
     EXPECT_EQ(log.TakeErrors(), Lines{"JobsManagerD::HasValidPositionFields - FALSE"});
 }
 
@@ -41,15 +45,15 @@ TEST(Values, AnAddressReadWithoutAPositionHasNone) {
 TEST(Values, AContactComesBackAsItWasWritten) {
     const json source = json::parse(R"({"firstName":"Ann","id":3,"phones":{"home":"555","fax":7}})");
     const Contact contact = ContactFromJson(source);
-    EXPECT_EQ(CompactDump(ToJson(contact, JSON_MODE_FILE)),
+    EXPECT_EQ(WrittenText(contact, JSON_MODE_FILE),
               R"({"contactSource":0,"firstName":"Ann","id":3,"phones":{"home":"555"}})");
-    EXPECT_EQ(CompactDump(ToJson(contact, JSON_MODE_CLIENT)), R"({"firstName":"Ann","id":3,"phones":{"home":"555"}})");
-    EXPECT_EQ(CompactDump(ToJson(std::vector<Contact>{}, JSON_MODE_FILE)), "[]");
-    EXPECT_EQ(CompactDump(ToJson(Contact{}, JSON_MODE_CLIENT)), "{}");
+    EXPECT_EQ(WrittenText(contact, JSON_MODE_CLIENT), R"({"firstName":"Ann","id":3,"phones":{"home":"555"}})");
+    EXPECT_EQ(WrittenText(std::vector<Contact>{}, JSON_MODE_FILE), "[]");
+    EXPECT_EQ(WrittenText(Contact{}, JSON_MODE_CLIENT), "{}");
 
     const std::string full = R"({"address":{"city":"Port","position":{"latitude":"1","longitude":"2"}},)"
                              R"("contactSource":2147483647,"id":255,"lastName":"Roe","web":{"site":"roe.example"}})";
-    EXPECT_EQ(CompactDump(ToJson(ContactFromJson(json::parse(full)), JSON_MODE_FILE)), full);
+    EXPECT_EQ(WrittenText(ContactFromJson(json::parse(full)), JSON_MODE_FILE), full);
 }
 
 TEST(Values, EmptinessAndEqualityOfContactsLeaveTheirIdentityOut) {
@@ -145,7 +149,7 @@ TEST(Values, CountsFollowTheirKindAndTheTotal) {
         EXPECT_EQ(counts.*counter, 1u);
         EXPECT_EQ(counts.total, total++);
     }
-    EXPECT_EQ(MediaCountsFromJson(ToJson(counts)), counts);
+    EXPECT_EQ(MediaCountsFromJson(json::parse(WrittenText(counts))), counts);
     for (const auto& row : rows)
         removeFromMediaCounts(counts, row.first);
     EXPECT_EQ(counts, MediaCounts());

@@ -202,7 +202,7 @@ private:
 
 TEST(JobSearchTest, TellsWhatThePlainAlgorithmTells) {
     size_t hits = 0;
-    for (unsigned seed = 0; seed < 8000; ++seed) {
+    for (unsigned seed = 0; seed < 3000; ++seed) {
         Generator generator(seed);
         const Json field = generator.Field();
         const SearchTerm term{static_cast<matchCriterion_e>(generator.Below(4)), "", generator.Below(2) == 0};
@@ -212,7 +212,7 @@ TEST(JobSearchTest, TellsWhatThePlainAlgorithmTells) {
             << seed << ' ' << field << ' ' << int{term.criterion} << term.isCaseSensitive << ' ' << text;
         hits += found.has_value();
     }
-    EXPECT_GT(hits, 800u);
+    EXPECT_GT(hits, 300u);
 }
 
 TEST(JobSearchTest, PointersAreOrderedAsTexts) {

@@ -16,11 +16,17 @@ public:
     ~Error() override;
 };
 
-/// The bus cannot be reached, or the connection to it is lost. The object stays unusable.
+/// The bus cannot be reached, or the connection to it is lost. The object stays unusable; a new one may connect again.
 class LIBJOBSDAEMON_EXPORT NotConnected : public Error {
 public:
-    using Error::Error;
+    explicit NotConnected(const std::string& message, int reason) : Error(message), _reason(reason) {}
     ~NotConnected() override;
+
+    /// As errno has it: ENOMEDIUM when there is no user bus to be found, ENOTCONN for an object that was moved from.
+    int Reason() const { return _reason; }
+
+private:
+    int _reason;
 };
 
 /// Nobody serves the name on the bus, or the service ended before it replied.

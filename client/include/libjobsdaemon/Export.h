@@ -2,5 +2,5 @@
 
 /// Marks what the library offers; everything else is hidden.
 #define LIBJOBSDAEMON_EXPORT __attribute__((visibility("default")))
-/// Takes an inner class out of what its outer one offers.
+/// Takes a member out of what its class offers.
 #define LIBJOBSDAEMON_HIDDEN __attribute__((visibility("hidden")))

@@ -4,6 +4,7 @@
 #include "libjobsdaemon/Events.h"
 #include "libjobsdaemon/Export.h"
 #include "libjobsdaemon/Values.h"
+#include "libjobsdaemon/Version.h"
 #include "libjobsdaemon/Wire.h"
 
 #include <chrono>
@@ -20,6 +21,9 @@ namespace libjobsdaemon {
 /// `dev` is a device ID, empty for the target device; `job` is a job ID, empty for that device's current job; `src` and
 /// `dst` are device IDs, never empty. Texts are UTF-8. A method answers with the service's return code, 0 being
 /// success; a call without an answer throws an Error. An object belongs to one thread at a time.
+///
+/// Of an object that was moved from, every call throws NotConnected and Fd() is -1; it may be assigned to and
+/// destroyed.
 class LIBJOBSDAEMON_EXPORT JobsManager {
 public:
     using Text = std::string;
@@ -28,19 +32,24 @@ public:
 
     /// Connects to the user bus, or to the bus at an address. The service need not run yet. Throws NotConnected.
     explicit JobsManager(const std::string& busAddress = "");
+    /// Connects to the bus of another user, as root may. Throws NotConnected.
+    [[nodiscard]] static JobsManager OfUser(const std::string& user);
     JobsManager(JobsManager&&) noexcept;
     JobsManager& operator=(JobsManager&&) noexcept;
     ~JobsManager();
 
-    /// How long a call waits for its reply, 25 seconds unless set; zero is for ever. The service answers one call at a
-    /// time: a single job that moves to another device holds up all others.
+    /// How long a call waits for its reply; zero is for ever. Unless set, 25 seconds, but an hour for CopyJob, MoveJob,
+    /// DeleteJob and CancelCMD, which last as long as the medium takes, and two minutes for CreateJob, which asks
+    /// several other services. Sets it for all calls, those too.
     void SetTimeout(std::chrono::milliseconds timeout);
+    /// The same for one method, by its name on the bus.
+    void SetTimeout(const Text& method, std::chrono::milliseconds timeout);
 
     // The target device and the current job
 
-    Text GetCurrentJobID() { return _Call<Text>("GetCurrentJobID"); }
-    Text GetCurrentJobDeviceID() { return _Call<Text>("GetCurrentJobDeviceID"); }
-    Text GetTargetDeviceID() { return _Call<Text>("GetTargetDeviceID"); }
+    [[nodiscard]] Text GetCurrentJobID() { return _Call<Text>("GetCurrentJobID"); }
+    [[nodiscard]] Text GetCurrentJobDeviceID() { return _Call<Text>("GetCurrentJobDeviceID"); }
+    [[nodiscard]] Text GetTargetDeviceID() { return _Call<Text>("GetTargetDeviceID"); }
     /// Refused while a job is current.
     Code SetTargetDeviceID(const Text& dev) { return _Call<Code>("SetTargetDeviceID", dev); }
     /// An empty name asks for the default one. The device becomes the target.
@@ -222,31 +231,45 @@ public:
     // Properties
 
     /// The mounted devices by their IDs.
-    std::vector<Device> Devices();
-    std::optional<Device> FindDevice(const Text& id);
+    [[nodiscard]] std::vector<Device> Devices();
+    [[nodiscard]] std::optional<Device> FindDevice(const Text& id);
     /// The property of the same name.
-    Text TargetDeviceID();
+    [[nodiscard]] Text TargetDeviceID();
 
-    // Events. After Subscribe(), have the caller's loop poll Fd() for PollEvents() until Timeout(), all three taken
-    // anew before every poll, and then take the events. A call may be made at any time; events that come meanwhile are
-    // kept. WaitForEvents() does it all for a caller without a loop.
+    // The service itself
+
+    /// Without a value when it does not run. Does not start it.
+    [[nodiscard]] std::optional<ServiceProcess> FindService();
+    /// Calls a method by its name, with arguments as text in the types that the service tells of itself: true or false,
+    /// a number, a text; a list of texts takes all that are left. Throws MalformedCall for what does not fit.
+    [[nodiscard]] std::vector<Wire::Value> CallByName(const Text& method, const Texts& arguments);
+
+    // Events. After Subscribe(), have the caller's loop poll Fd() for PollEvents() until Timeout(), and then take the
+    // events; the time is taken anew before every poll. A call may be made at any time; events that come meanwhile are
+    // kept. WaitForEvents() does it all for a caller without a loop, and the headers in `adapters/` for two common
+    // loops.
 
     /// From its return on no event is missed.
     void Subscribe();
-    int Fd() const;
-    /// For poll(): POLLIN, POLLOUT.
-    short PollEvents() const;
+    /// The same descriptor as long as the object lives. It polls as ready when something has come, and for good when
+    /// the connection is lost, so that a loop finds out by Process().
+    [[nodiscard]] int Fd() const noexcept;
+    /// For poll(): POLLIN.
+    [[nodiscard]] short PollEvents() const noexcept;
     /// How long the poll may last; without a value, for ever.
-    std::optional<std::chrono::microseconds> Timeout() const;
+    [[nodiscard]] std::optional<std::chrono::microseconds> Timeout() const;
     /// Does what the connection has to do, without waiting, and gives the events that have come, in their order.
-    /// Throws NotConnected.
-    std::vector<Event> Process();
-    /// Waits until there are events; none come when the time is over or a signal handler ran.
-    std::vector<Event> WaitForEvents(std::chrono::milliseconds timeout);
+    /// Throws NotConnected, once all that came before the loss has been given.
+    [[nodiscard]] std::vector<Event> Process();
+    /// Waits until there are events; none come when the time is over or a signal handler ran. Throws as Process().
+    [[nodiscard]] std::vector<Event> WaitForEvents(std::chrono::milliseconds timeout);
 
 private:
     class LIBJOBSDAEMON_HIDDEN Connection;
 
+    LIBJOBSDAEMON_HIDDEN explicit JobsManager(std::unique_ptr<Connection> connection);
+    LIBJOBSDAEMON_HIDDEN Connection& _Link() const;
+    LIBJOBSDAEMON_HIDDEN std::string _StatusOf(uint32_t processID);
     std::vector<Wire::Value> _CallMethod(const char* method, const std::vector<Wire::Value>& arguments,
                                          const std::string& replySignature);
 

@@ -5,7 +5,8 @@
 namespace libjobsdaemon {
 
 /// Result of every operation of the service, as it travels. A service newer than this library may send other numbers.
-enum jobsDaemonRtn_e : int32_t {
+/// To leave one unread is to take a refusal for a success.
+enum [[nodiscard]] jobsDaemonRtn_e : int32_t{
     JOBS_RTN_SUCCEEDED = 0,
     JOBS_RTN_DEVICE_BUSY = 1,
     JOBS_RTN_DEVICE_NOT_FOUND = 2,

@@ -12,32 +12,32 @@
 namespace libjobsdaemon {
 
 /// A text, or a JSON text.
-struct TextResult {
+struct [[nodiscard]] TextResult {
     using Members = std::tuple<jobsDaemonRtn_e, std::string>;
     jobsDaemonRtn_e code;
     std::string text;
 };
 
-struct FlagResult {
+struct [[nodiscard]] FlagResult {
     using Members = std::tuple<jobsDaemonRtn_e, bool>;
     jobsDaemonRtn_e code;
     bool flag;
 };
 
-struct NumberResult {
+struct [[nodiscard]] NumberResult {
     using Members = std::tuple<jobsDaemonRtn_e, int32_t>;
     jobsDaemonRtn_e code;
     int32_t number;
 };
 
-struct ContactIDResult {
+struct [[nodiscard]] ContactIDResult {
     using Members = std::tuple<jobsDaemonRtn_e, uint8_t>;
     jobsDaemonRtn_e code;
     uint8_t contactID; ///< 1 to 255
 };
 
 /// The job that is current from now on.
-struct JobResult {
+struct [[nodiscard]] JobResult {
     using Members = std::tuple<jobsDaemonRtn_e, std::string, std::string>;
     jobsDaemonRtn_e code;
     std::string deviceID; ///< the device that was meant, also when the call was refused
@@ -45,14 +45,14 @@ struct JobResult {
 };
 
 /// Where a new media file may go: `folder` + "/" + `stem` + an extension is free.
-struct MediaPathResult {
+struct [[nodiscard]] MediaPathResult {
     using Members = std::tuple<jobsDaemonRtn_e, std::string, std::string>;
     jobsDaemonRtn_e code;
     std::string folder;
     std::string stem;
 };
 
-struct CountsResult {
+struct [[nodiscard]] CountsResult {
     using Members = std::tuple<jobsDaemonRtn_e, int32_t, int32_t, int32_t, int32_t, int32_t>;
     jobsDaemonRtn_e code;
     int32_t total;
@@ -92,6 +92,13 @@ struct RecordingFiles {
     std::string recovery;
     std::string third;    ///< the thumbnail; of a photo with a spoken comment the image
     std::string miscData; ///< may be empty
+};
+
+/// The service as its process is seen on the bus.
+struct ServiceProcess {
+    uint32_t processID = 0;
+    /// The status line that the service gives its manager, with its version; empty where no service manager runs it.
+    std::string status;
 };
 
 /// A mounted device, by its properties.

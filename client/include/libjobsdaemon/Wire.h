@@ -12,8 +12,8 @@
 
 namespace libjobsdaemon::Wire {
 
-/// A value of a message: b, y, q, i, s, as.
-using Value = std::variant<bool, uint8_t, uint16_t, int32_t, std::string, std::vector<std::string>>;
+/// A value of a message: b, y, q, i, u, s, as.
+using Value = std::variant<bool, uint8_t, uint16_t, int32_t, uint32_t, std::string, std::vector<std::string>>;
 
 template <typename T>
 void Append(std::vector<Value>& values, const T& value) {

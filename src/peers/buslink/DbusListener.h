@@ -20,6 +20,7 @@ public:
 
     /// Does nothing when connected. Negative errno on failure.
     int32_t Connect();
+    /// Drops the matches too.
     void Disconnect();
 
 protected:
@@ -36,7 +37,8 @@ private:
     Connection _bus;
 };
 
-/// Hears signals of a peer. Handlers run on the loop's thread; an exception out of one ends the process.
+/// Hears signals of a peer. Handlers run on the loop's thread; an exception out of one ends the process. Only what goes
+/// to everybody is heard: a signal that is addressed to this connection may come from anybody, under any name.
 class DbusListener : public DbusConnector {
 public:
     explicit DbusListener(sd_event* event) : DbusConnector(event) {}
@@ -57,6 +59,7 @@ protected:
     /// Adds a match for the table's entry under each key, with this listener as user data given on. Negative errno on
     /// failure.
     int32_t ListenSignals(const std::vector<std::string>& keys, void* userData);
+    /// The same for one match that stands in no table.
     int32_t ListenSignal(const std::string& service, const std::string& path, const std::string& interface,
                          const std::string& member, sd_bus_message_handler_t handler, void* userData);
 };

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+// The client's side of org.freedesktop.DBus.ObjectManager. Results are negative errno on failure.
+
 namespace buslink_utils::object_manager {
 
 struct ManagedObject {
@@ -13,7 +15,8 @@ struct ManagedObject {
     std::vector<std::pair<std::string, PropertyMap>> interfaces;
 };
 
-/// Appends the objects below `path` in the order of the reply. Blocking; negative errno on failure.
+/// Appends the objects below `path` in the order of the reply. Blocks for a round trip on `bus`; what was read before a
+/// failure stays.
 int32_t GetManagedObjects(sd_bus* bus, const std::string& service, const std::string& path,
                           std::vector<ManagedObject>& objects);
 

@@ -2,12 +2,17 @@
 
 #include "peers/buslink/Utf8.h"
 
+#include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <systemd/sd-bus.h>
 #include <tuple>
 #include <vector>
+
+// C++ values on the bus. Functions of a message: they belong to the thread that has it.
 
 namespace Buslink {
 
@@ -31,20 +36,49 @@ private:
     size_t _left = largestMessage;
 };
 
+/// The signature of a type, put together by the compiler.
+class SignatureText {
+public:
+    constexpr SignatureText() = default;
+    constexpr SignatureText(const char* text) {
+        while (*text != '\0')
+            _letters.at(_size++) = *text++;
+    }
+
+    constexpr SignatureText operator+(const SignatureText& other) const {
+        SignatureText sum = *this;
+        for (size_t i = 0; i < other._size; ++i)
+            sum._letters.at(sum._size++) = other._letters.at(i);
+        return sum;
+    }
+    constexpr bool operator==(std::string_view text) const { return std::string_view(c_str(), _size) == text; }
+    constexpr const char* c_str() const { return _letters.data(); }
+
+private:
+    /// One more than any signature needs, for the final zero.
+    std::array<char, 32> _letters{};
+    size_t _size = 0;
+};
+
 /// How a C++ type travels: its signature, and reading from and appending to a message. Reading and appending return
 /// what sd-bus returns; appending -EMSGSIZE for what there is no room for. A tuple is a structure.
 template <typename T>
 struct Wire;
 
+/// A type whose memory is what sd-bus reads and writes.
 template <typename T, char code>
 struct BasicWire {
-    static constexpr std::string Signature() { return {code}; }
+    static constexpr SignatureText Signature() {
+        const char text[] = {code, '\0'};
+        return text;
+    }
     static int Read(sd_bus_message* message, T& value) { return sd_bus_message_read_basic(message, code, &value); }
     static int Append(sd_bus_message* message, T value, Room& room) {
         return room.Take(sizeof value) ? sd_bus_message_append_basic(message, code, &value) : -EMSGSIZE;
     }
 };
 
+// The basic types by their codes.
 template <>
 struct Wire<uint8_t> : BasicWire<uint8_t, 'y'> {};
 template <>
@@ -60,9 +94,10 @@ struct Wire<uint64_t> : BasicWire<uint64_t, 't'> {};
 template <>
 struct Wire<double> : BasicWire<double, 'd'> {};
 
+/// As an int on the wire.
 template <>
 struct Wire<bool> {
-    static constexpr std::string Signature() { return "b"; }
+    static constexpr SignatureText Signature() { return "b"; }
     static int Read(sd_bus_message* message, bool& value) {
         int number = 0;
         const int result = sd_bus_message_read_basic(message, 'b', &number);
@@ -78,7 +113,7 @@ struct Wire<bool> {
 /// Bytes that are no UTF-8 go out as U+FFFD, which takes three bytes. A text brings its length and a final zero.
 template <>
 struct Wire<std::string> {
-    static constexpr std::string Signature() { return "s"; }
+    static constexpr SignatureText Signature() { return "s"; }
     static int Read(sd_bus_message* message, std::string& value) {
         const char* text = nullptr;
         const int result = sd_bus_message_read_basic(message, 's', &text);
@@ -92,9 +127,10 @@ struct Wire<std::string> {
     }
 };
 
+/// Texts alone come as arrays. Reading replaces what was there.
 template <>
 struct Wire<std::vector<std::string>> {
-    static constexpr std::string Signature() { return "as"; }
+    static constexpr SignatureText Signature() { return "as"; }
     static int Read(sd_bus_message* message, std::vector<std::string>& value) {
         value.clear();
         int result = sd_bus_message_enter_container(message, 'a', "s");
@@ -110,7 +146,8 @@ struct Wire<std::vector<std::string>> {
     }
 };
 
-/// Reads, or appends, one value after the other until one fails. A value that is missing is a failure.
+/// Reads one value after the other until one fails. A value that is missing is a failure, -ENODATA. Positive on
+/// success.
 template <typename... Types>
 int ReadAll([[maybe_unused]] sd_bus_message* message, Types&... values) {
     int result = 1;
@@ -118,6 +155,7 @@ int ReadAll([[maybe_unused]] sd_bus_message* message, Types&... values) {
     return result == 0 ? -ENODATA : result;
 }
 
+/// For a message of which the values are a part: the others share the room.
 template <typename... Types>
 int AppendWithin([[maybe_unused]] Room& room, [[maybe_unused]] sd_bus_message* message, const Types&... values) {
     int result = 0;
@@ -132,15 +170,17 @@ int AppendAll(sd_bus_message* message, const Types&... values) {
     return AppendWithin(room, message, values...);
 }
 
+/// Of values that stand side by side, as the arguments of a call do.
 template <typename... Types>
-constexpr std::string SignatureOfAll() {
-    return (std::string() + ... + Wire<Types>::Signature());
+constexpr SignatureText SignatureOfAll() {
+    return (SignatureText() + ... + Wire<Types>::Signature());
 }
 
+/// A structure of its members.
 template <typename... Types>
 struct Wire<std::tuple<Types...>> {
-    static constexpr std::string Contents() { return SignatureOfAll<Types...>(); }
-    static constexpr std::string Signature() { return "(" + Contents() + ")"; }
+    static constexpr SignatureText Contents() { return SignatureOfAll<Types...>(); }
+    static constexpr SignatureText Signature() { return SignatureText("(") + Contents() + ")"; }
     static int Read(sd_bus_message* message, std::tuple<Types...>& value) {
         int result = sd_bus_message_enter_container(message, 'r', Contents().c_str());
         if (result > 0)
