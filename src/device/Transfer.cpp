@@ -124,10 +124,15 @@ std::error_code ManagedDevice::Transfer::_CopyAsOneState() const {
     const std::string jobFile = job->JobFilePath();
     const DeviceJobs::Reading reading(source._jobs);
     uint64_t readAt = reading.Now();
+    const auto isOutOfDate = [&] {
+        // A change tells of itself when it has been saved: what is under way is waited for.
+        const Locks::LockGuard use(job->DetailsLock());
+        return reading.IsOutOfDate(jobID, readAt);
+    };
     std::error_code failure = MakeFoldersOf(_from, _staging.Path(), destination.GetMountPoint());
     if (!failure)
         failure = files.CopyFolder(jobFile, _staging.Path());
-    for (int attempt = 0; reading.IsOutOfDate(jobID, readAt); ++attempt) {
+    for (int attempt = 0; isOutOfDate(); ++attempt) {
         std::unique_lock<Locks::Mutex> use(job->DetailsLock(), std::defer_lock);
         if (attempt == mostFreeAttempts)
             use.lock();

@@ -3,6 +3,7 @@
 #include "simulator/LegacyCardMaker.h"
 
 #include <algorithm>
+#include <future>
 #include <map>
 
 using namespace JobsManagerD;
@@ -60,6 +61,33 @@ TEST_F(ClientsBesideTasksTest, ACopyIsAStateThatTheJobHad) {
         EXPECT_EQ(Code("DeleteJob", "back", job.id), 0);
         service.Client().TakeSignals();
     }
+}
+
+TEST_F(ClientsBesideTasksTest, ACopyDoesNotEndInTheMiddleOfAChange) {
+    const CreatedJob job = CreateJob("Job", "front");
+    const std::string removed = AddSnapshot(job, "removed.jpg", 3000);
+    const fs::path staging = OnBack(job).parent_path() / ".DeletedJobs" / job.folder.filename();
+    auto copying = calls.Hold("mkdir", staging / "media");
+    ASSERT_EQ(Code("CopyJobList", "front", "back", Texts{job.id}), 0);
+    ASSERT_TRUE(copying.WaitUntilReached());
+    // Its file has gone, and the job file still has it.
+    auto saving = calls.Hold("sync", job.folder / "job.json.bak");
+    auto code = std::async(std::launch::async, [&] { return Code("DeleteMediaItem", "front", job.id, removed); });
+    ASSERT_TRUE(saving.WaitUntilReached());
+    std::promise<void> mediaAreCopied;
+    calls.Watch([&, isFirst = true](const auto& call) mutable {
+        if (call.what == "open" && call.path == staging / "media" && std::exchange(isFirst, false))
+            mediaAreCopied.set_value();
+        return 0;
+    });
+    copying.LetGo();
+    ASSERT_EQ(mediaAreCopied.get_future().wait_for(deadline), std::future_status::ready);
+    saving.LetGo();
+    EXPECT_EQ(code.get(), 0);
+    service.Client().WaitForSignal("JobListCopyFinish");
+    AwaitIdle();
+    calls.Watch({});
+    EXPECT_EQ(Tree(OnBack(job)), Tree(job.folder));
 }
 
 TEST_F(ClientsBesideTasksTest, AJobThatIsBeingCopiedIsServedAndStays) {

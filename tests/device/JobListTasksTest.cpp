@@ -243,29 +243,5 @@ TEST_F(JobListTasksTest, OperationsOnOneCardKeepOutOfEachOthersTrash) {
     EXPECT_EQ(LogCapture::Count("failed"), 0u);
 }
 
-/// Whichever card goes in the middle, the task ends, the service lives on, and the next mount shows what is there.
-TEST_F(JobListTasksTest, ACardPulledInTheMiddleTakesNothingWithIt) {
-    for (const std::string pulled : {"back", "front"}) {
-        SetPeriods(0);
-        At(service.Device("front")->_jobListCopyProgress, 2, [this, pulled] {
-            LogCapture::Take();
-            Unit().Storage().UnmountCard(pulled);
-            EXPECT_TRUE(LogCapture::WaitFor(pulled == "front" ? "ManagedDevice::_Cancel - Waiting for any active"
-                                                              : "ManagedDevice::Cancel - Complete."));
-        });
-        EXPECT_EQ(Code("CopyAllJobs", "front", "back"), 0);
-        service.Client().WaitForSignal("JobListCopyFinish");
-        SettleStorage();
-        EXPECT_EQ(Code("FindJobs", pulled), JOBS_RTN_DEVICE_NOT_FOUND);
-        service.InsertCard(pulled);
-        ASSERT_TRUE(service.WaitForDeviceProperty(pulled, "DeviceState", "Idle"));
-        ASSERT_EQ(std::get<0>(Text("GetJobListStats", pulled)), 0);
-        for (const std::string& id : service.Card("back").List()) {
-            EXPECT_EQ(Code("DeleteJob", "back", id), 0) << id;
-        }
-    }
-    EXPECT_EQ(IdsInListOrder(), five);
-}
-
 } // namespace
 } // namespace Testing
