@@ -197,8 +197,7 @@ jobsDaemonRtn_e ManagedDevice::_ConvertJobToRuvo(Job& job, bool& artefactsFound)
     // For media to come. Those that are there stay in the job folder, where the job goes on looking for them.
     const std::string mediaFolder = job.DefaultMediaFolderPath();
     bool error = false;
-    if (!TryFsCreateDirectory(mediaFolder, error) || error ||
-        SyncNewFolder(job.JobFolderPath(), _card.MountPoint()) ||
+    if (!TryFsCreateDirectory(mediaFolder, error) || error || SyncNewFolder(job.JobFolderPath(), _card.MountPoint()) ||
         SyncNewJob(mediaFolder, job.JobFolderPath(), _card.MountPoint())) {
         syslog(LOG_ERR, "ManagedDevice::_ConvertJobToRuvo - Failed to create media folder %s.", mediaFolder.c_str());
         return JOBS_RTN_FS_ERROR;

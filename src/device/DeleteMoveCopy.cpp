@@ -154,8 +154,12 @@ void ManagedDevice::_FinishDeletions(std::vector<Deletion>& deletions) const {
     if (deletions.empty())
         return;
     const std::string& trash = _card.TrashFolder()->Path();
-    // Not the other way round: a job found in both places would be taken for garbage in the one and listed in the other.
-    const bool isSafe = !SyncFolder(_card.MountPoint()) && !SyncFolder(trash);
+    // The entries in the trash last: a job found in both places would be taken for garbage in the one and listed in the
+    // other. Each by the sync of the folder itself, without which FAT writes an entry that leads nowhere.
+    bool isSafe = !SyncFolder(_card.MountPoint());
+    for (const Deletion& deletion : deletions)
+        isSafe = !SyncFolder(deletion.place.Path()) && isSafe;
+    isSafe = !SyncFolder(trash) && isSafe;
     if (!isSafe)
         syslog(LOG_WARNING, "%s - Could not sync %s, which keeps what was deleted", deleteName, trash.c_str());
     TreeRemoval removal(_card.MountPoint());

@@ -99,7 +99,8 @@ jobsDaemonRtn_e ManagedDevice::Transfer::Stage() {
                trash.Path().c_str());
         return JOBS_RTN_FS_ERROR;
     }
-    auto place = destination._card.IsThere() ? trash.MakePlaceForArrival(FileName(_from), destination._card) : std::nullopt;
+    auto place =
+        destination._card.IsThere() ? trash.MakePlaceForArrival(FileName(_from), destination._card) : std::nullopt;
     if (!place) {
         syslog(LOG_ERR, "Failed to create destination (trash) directory %s", trash.Path().c_str());
         return JOBS_RTN_FS_ERROR;

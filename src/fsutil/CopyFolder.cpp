@@ -199,7 +199,8 @@ std::error_code MakeFoldersOf(const std::string& from, const std::string& to, co
     if (!IsOnFat(to))
         return {};
     std::error_code failure;
-    for (fs::recursive_directory_iterator entry(from, failure), end; !failure && entry != end; entry.increment(failure)) {
+    for (fs::recursive_directory_iterator entry(from, failure), end; !failure && entry != end;
+         entry.increment(failure)) {
         if (entry->symlink_status(failure).type() != fs::file_type::directory)
             continue;
         const fs::path folder = to / entry->path().lexically_relative(from);

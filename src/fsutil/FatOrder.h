@@ -13,9 +13,9 @@ namespace JobsManagerD {
 // read-only when it meets them: an entry that names a folder whose contents have not been written, and an entry whose
 // clusters are free. What stands here keeps both from arising; on other filesystems it adds nothing.
 
-/// Puts a folder that was made just now on the medium: the table, then the folder's contents, then its entry. `parent` is
-/// the folder above it. The sync of `bystander` brings the table along: a file or folder that is not new and whose entry
-/// does not stand in `parent`; without one, a power cut could come between.
+/// Puts a folder that was made just now on the medium: the table, then the folder's contents, then its entry. `parent`
+/// is the folder above it. The sync of `bystander` brings the table along: a file or folder that is not new and whose
+/// entry does not stand in `parent`; without one, a power cut could come between.
 std::error_code SyncNewFolder(const std::string& parent, const std::string& bystander);
 
 /// Removes folders with all they hold. What is removed stays open, and so keeps its clusters, until the medium knows

@@ -10,9 +10,9 @@ namespace JobsManagerD {
 /// A job file above this size, in bytes, is read and parsed in turn: one at a time in the whole process.
 constexpr size_t largeJobFile = 2 * 1024 * 1024;
 
-/// Held as long as the text of a large job file, or what a parser made of it, is in memory. So a card full of such files
-/// costs the memory of one of them, however many threads read. Taken before the lock of a path, never under it. For one
-/// thread, which has no second one meanwhile.
+/// Held as long as the text of a large job file, or what a parser made of it, is in memory. So a card full of such
+/// files costs the memory of one of them, however many threads read. Taken before the lock of a path, never under it.
+/// For one thread, which has no second one meanwhile.
 class LargeFileTurn {
 public:
     LargeFileTurn() = default;
