@@ -78,7 +78,9 @@ TEST_F(SyncOrderTest, ADeletedJobHasMovedBeforeItsFilesGo) {
         Watch({"front/A", "front/.DeletedJobs/A/media/picture.jpg"});
         EXPECT_EQ(std::string(method) == "DeleteJob" ? Code(method, "front", "A") : Code(method, "front"), 0);
         AwaitIdle();
-        EXPECT_EQ(Lines(), (Texts{"sync front/.DeletedJobs:" + there, "sync front:" + there})) << method;
+        EXPECT_EQ(Lines(), (Texts{"sync front:" + there, "sync front/.DeletedJobs/A:" + there,
+                                  "sync front/.DeletedJobs:" + there}))
+            << method;
         EXPECT_EQ(service.Card("front").List(), Texts{});
     }
 }
@@ -94,10 +96,11 @@ TEST_F(SyncOrderTest, WhatArrivesIsWholeBeforeItHasItsNameAndBeforeItsSourceGoes
                                              : Code(method, "front", "back", "A"),
                   0);
         AwaitIdle();
-        Texts expected{"syncfs back: front/A back/.DeletedJobs/A/media/picture.jpg", "syncfs back: front/A back/A",
+        Texts expected{"syncfs back: front/A back/.DeletedJobs/A/media/picture.jpg",
+                       "sync back/.DeletedJobs: front/A back/A", "syncfs back: front/A back/A",
                        "sync back/A/job.json: front/A back/A"};
         if (method.starts_with("Move"))
-            for (const char* folder : {"front/.DeletedJobs", "front"})
+            for (const char* folder : {"front", "front/.DeletedJobs/A", "front/.DeletedJobs"})
                 expected.push_back(std::string("sync ") + folder + ": back/A");
         EXPECT_EQ(Lines(), expected);
         EXPECT_EQ(Code("DeleteJob", "back", "A"), 0);
