@@ -6,6 +6,7 @@
 #include "fsutil/Paths.h"
 #include "fsutil/Times.h"
 #include "jobs/Json.h"
+#include "jobs/JsonText.h"
 
 #include <span>
 #include <system_error>
@@ -19,12 +20,15 @@ namespace {
 /// A full card of ordinary hits takes a quarter of this. A card of huge texts must not take the memory of the unit.
 constexpr size_t largestResults = size_t{128} * 1024 * 1024;
 
-/// A result is the summary of the job and the place of the hit, with the keys in their order.
+/// A result is the summary of the job and the place of the hit, which is JSON.
 std::string ResultText(const Job& job, const std::string& match) {
-    std::string text = job.SummaryJSONstring();
-    // Inside of a text a quotation mark has a backslash before it.
-    text.insert(text.find(",\"mediaCounts\":"), ",\"matchResult\":" + match);
-    return text;
+    JsonText text;
+    text.BeginObject();
+    job.WriteSummaryMembers(text, JSON_MODE_CLIENT);
+    text.Key("matchResult");
+    text.Json(match);
+    text.EndObject();
+    return text.Take();
 }
 
 JobSearch::Outcome LookInto(const Job& job, const JobFiles& files, const JobSearch& search) {
@@ -178,12 +182,16 @@ bool DeviceSearch::_AddResult(const Run& run, std::string result) {
 
 std::string DeviceSearch::StatsJSONstring() const {
     const LockGuard lock(_mutex);
-    // Key by key in their order: the field structure is a text that can be a large one.
-    return "{\"caseSensitive\":" + std::string(_request.term.isCaseSensitive ? "true" : "false") +
-           ",\"field\":" + _request.field +
-           ",\"matchCriterion\":" + CompactDump(MatchCriterionText(_request.term.criterion)) +
-           ",\"matchLimit\":" + std::to_string(_request.matchLimit) +
-           ",\"nMatches\":" + std::to_string(_searchResults.size()) + "}";
+    JsonText text;
+    text.BeginObject();
+    text.Member("caseSensitive", _request.term.isCaseSensitive);
+    text.Key("field");
+    text.Json(_request.field);
+    text.Member("matchCriterion", MatchCriterionText(_request.term.criterion));
+    text.Member("matchLimit", _request.matchLimit);
+    text.Member("nMatches", _searchResults.size());
+    text.EndObject();
+    return text.Take();
 }
 
 jobsDaemonRtn_e DeviceSearch::ResultsJSONstring(uint16_t startIdx, uint16_t& limit, std::string& text) const {

@@ -2,11 +2,9 @@
 #include "device/JsonPage.h"
 #include "device/ManagedDevice.h"
 #include "fsutil/Paths.h"
-#include "jobs/Json.h"
+#include "jobs/JsonText.h"
 
 #include <syslog.h>
-
-using nlohmann::json;
 
 namespace JobsManagerD {
 namespace {
@@ -16,20 +14,32 @@ std::string JobUrl(const ManagedDevice& device, const Job& job) {
     return FileName(device.GetStoragePath()) + "/" + FileName(job.JobFolderPath());
 }
 
-void AddMediaPlaces(const ManagedDevice& device, const Job& job, json& object) {
+void WriteMediaPlaces(const ManagedDevice& device, const Job& job, JsonText& text) {
     const std::string& folder = job.Details().mediaFolder;
     const std::string url = JobUrl(device, job);
-    object["mediaFolderPath"] = job.MediaFolderPath();
-    object["mediaUrl"] = folder.empty() ? url : url + "/" + folder;
+    text.Member("mediaFolderPath", job.MediaFolderPath());
+    text.Member("mediaUrl", folder.empty() ? url : url + "/" + folder);
+}
+
+/// The object whose members `write` writes.
+template <typename WriteMembers>
+std::string ObjectText(WriteMembers write) {
+    JsonText text;
+    text.BeginObject();
+    write(text);
+    text.EndObject();
+    return text.Take();
 }
 
 } // namespace
 
 std::string ManagedDevice::GetJobListStatsJSONstring() const {
     const DeviceJobs::Counts counts = _jobs.Counters();
-    return CompactDump({{"nRuvoJobs", counts.nRuvoJobs},
-                        {"nTamsyJobs", counts.nTamsyJobs},
-                        {"nTamsyJobsAtReIndex", counts.nTamsyJobsAtReIndex}});
+    return ObjectText([&counts](JsonText& text) {
+        text.Member("nRuvoJobs", counts.nRuvoJobs);
+        text.Member("nTamsyJobs", counts.nTamsyJobs);
+        text.Member("nTamsyJobsAtReIndex", counts.nTamsyJobsAtReIndex);
+    });
 }
 
 std::string ManagedDevice::GetSearchStatsJSONstring() const { return _search.StatsJSONstring(); }
@@ -57,12 +67,12 @@ jobsDaemonRtn_e ManagedDevice::GetJobJSONstring(const std::string& jobID, std::s
     const jobsDaemonRtn_e result = _FindOpenJob("GetJobJSONstring", jobID, opened);
     if (result != JOBS_RTN_SUCCEEDED)
         return result;
-    const std::shared_ptr<Job>& job = opened.job;
-    json object = job->ToJson(JSON_MODE_CLIENT);
-    object["jobFolderPath"] = job->JobFolderPath();
-    object["jobUrl"] = JobUrl(*this, *job);
-    AddMediaPlaces(*this, *job, object);
-    text = CompactDump(object);
+    text = ObjectText([this, &job = *opened.job](JsonText& object) {
+        job.WriteMembers(object, JSON_MODE_CLIENT);
+        object.Member("jobFolderPath", job.JobFolderPath());
+        object.Member("jobUrl", JobUrl(*this, job));
+        WriteMediaPlaces(*this, job, object);
+    });
     return JOBS_RTN_SUCCEEDED;
 }
 
@@ -73,9 +83,10 @@ jobsDaemonRtn_e ManagedDevice::GetMediaItemJSONstring(const std::string& jobID, 
     const jobsDaemonRtn_e result = GetMediaItem(jobID, mediaID, opened, media);
     if (result != JOBS_RTN_SUCCEEDED)
         return result;
-    json object = ToJson(*media, JSON_MODE_CLIENT);
-    AddMediaPlaces(*this, *opened.job, object);
-    text = CompactDump(object);
+    text = ObjectText([this, &job = *opened.job, &media](JsonText& object) {
+        WriteMembers(object, *media, JSON_MODE_CLIENT);
+        WriteMediaPlaces(*this, job, object);
+    });
     return JOBS_RTN_SUCCEEDED;
 }
 

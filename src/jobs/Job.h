@@ -7,6 +7,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
@@ -184,8 +185,6 @@ public:
 
     // JSON (JobJson.cpp)
 
-    nlohmann::json SummaryToJson(jsonMode mode) const;
-    nlohmann::json ToJson(jsonMode mode) const;
     /// The members alone, for a caller that adds some.
     void WriteSummaryMembers(JsonText& text, jsonMode mode) const;
     void WriteMembers(JsonText& text, jsonMode mode) const;

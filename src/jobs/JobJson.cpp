@@ -4,8 +4,6 @@
 
 #include <algorithm>
 
-using nlohmann::json;
-
 namespace JobsManagerD {
 namespace {
 
@@ -77,10 +75,6 @@ std::string Job::JSONstring(jsonMode mode) const {
     text.EndObject();
     return text.Take();
 }
-
-json Job::SummaryToJson(jsonMode mode) const { return json::parse(SummaryJSONstring(mode)); }
-
-json Job::ToJson(jsonMode mode) const { return json::parse(JSONstring(mode)); }
 
 std::string Job::AddressJSONstring() const { return WrittenText(Details().address, JSON_MODE_CLIENT); }
 

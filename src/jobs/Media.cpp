@@ -6,8 +6,6 @@
 #include <map>
 #include <syslog.h>
 
-using nlohmann::json;
-
 namespace JobsManagerD {
 namespace {
 
@@ -102,8 +100,6 @@ void Write(JsonText& text, const Media& media, jsonMode mode) {
     WriteMembers(text, media, mode);
     text.EndObject();
 }
-
-json ToJson(const Media& media, jsonMode mode) { return json::parse(WrittenText(media, mode)); }
 
 void addToMediaCounts(MediaCounts& counts, mediaType_e type) {
     if (uint16_t* counter = CounterOf(counts, type)) {

@@ -5,7 +5,6 @@
 #include "jobs/Values.h"
 
 #include <memory>
-#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -63,7 +62,6 @@ class JsonText;
 void Write(JsonText& text, const Media& media, jsonMode mode);
 /// The members alone, for a caller that adds some.
 void WriteMembers(JsonText& text, const Media& media, jsonMode mode);
-nlohmann::json ToJson(const Media& media, jsonMode mode);
 
 /// One more or one fewer item of that type, and in total. A number outside the enumeration is logged and counts
 /// nothing.

@@ -43,7 +43,9 @@ protected:
         uint16_t limit = 0;
         std::string text;
         EXPECT_EQ(search->ResultsJSONstring(0, limit, text), JOBS_RTN_SUCCEEDED);
-        return Json::parse(text);
+        Json results = Json::parse(text);
+        EXPECT_EQ(text, results.dump()) << "compact, with the keys in ascending order";
+        return results;
     }
 
     const TemporaryFolder folder;

@@ -53,6 +53,7 @@ TEST_F(JobListViewsTest, WholeJobsAndMediaItemsNameTheirPlaces) {
     const auto [code, text] = Text("GetJob", "", "");
     ASSERT_EQ(code, 0);
     const Json whole = Json::parse(text);
+    EXPECT_EQ(text, whole.dump()) << "compact, with the keys in ascending order";
     EXPECT_EQ(whole["jobFolderPath"], job.folder.string());
     EXPECT_EQ(whole["jobUrl"], "front/" + name);
     EXPECT_EQ(whole["mediaFolderPath"], job.folder.string() + "/media");
@@ -60,7 +61,9 @@ TEST_F(JobListViewsTest, WholeJobsAndMediaItemsNameTheirPlaces) {
     EXPECT_FALSE(whole.contains("mediaFolder"));
     EXPECT_EQ(whole["media"].size(), 1u);
 
-    const Json item = Json::parse(std::get<1>(Text("GetMediaItem", "", "", mediaID)));
+    const std::string itemText = std::get<1>(Text("GetMediaItem", "", "", mediaID));
+    const Json item = Json::parse(itemText);
+    EXPECT_EQ(itemText, item.dump());
     EXPECT_EQ(item["id"], mediaID);
     EXPECT_EQ(item["mediaFolderPath"], job.folder.string() + "/media");
     EXPECT_EQ(item["mediaUrl"], "front/" + name + "/media");

@@ -23,10 +23,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Job job;
     if (!Read(card.Write("job/job.json", {reinterpret_cast<const char*>(data), size}), job))
         return 0;
-    CompactDump(job.ToJson(JSON_MODE_CLIENT));
-    const std::string saved = CompactDump(job.ToJson(JSON_MODE_FILE));
+    job.JSONstring(JSON_MODE_CLIENT);
+    const std::string saved = job.JSONstring(JSON_MODE_FILE);
     Job again;
     Fuzz::Require(Read(card.Write("saved/job.json", saved), again), "a saved job is read");
-    Fuzz::Require(CompactDump(again.ToJson(JSON_MODE_FILE)) == saved, "a saved job is read as it was");
+    Fuzz::Require(again.JSONstring(JSON_MODE_FILE) == saved, "a saved job is read as it was");
     return 0;
 }

@@ -24,13 +24,13 @@ protected:
         Job job(path);
         log.Take();
         result = handler.ParseJobFileSummary(job);
-        return job.SummaryToJson(JSON_MODE_CLIENT);
+        return json::parse(job.SummaryJSONstring(JSON_MODE_CLIENT));
     }
     json Open() {
         Job job(path);
         log.Take();
         result = handler.ParseJobFile(job);
-        return job.ToJson(JSON_MODE_CLIENT);
+        return json::parse(job.JSONstring(JSON_MODE_CLIENT));
     }
     void AddSegment(Row row) {
         row.try_emplace("Id", "1");

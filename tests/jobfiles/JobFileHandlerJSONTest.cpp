@@ -108,7 +108,7 @@ TEST_F(JobFile, ComesBackAsItWasWritten) {
 
     Job again(path);
     EXPECT_EQ(handler.ParseJobFileSummary(again), JOBFILE_OP_SUCCEEDED);
-    EXPECT_EQ(again.SummaryToJson(JSON_MODE_FILE), job->SummaryToJson(JSON_MODE_FILE));
+    EXPECT_EQ(again.SummaryJSONstring(JSON_MODE_FILE), job->SummaryJSONstring(JSON_MODE_FILE));
     EXPECT_TRUE(again.MediaRecords().empty()) << "a summary has no media";
 }
 
@@ -215,8 +215,8 @@ TEST_F(JobFile, PrivateNotesThatAreNoUtf8AreKeptAndShownReplaced) {
     const auto read = Read();
     ASSERT_EQ(result, JOBFILE_OP_SUCCEEDED);
     EXPECT_EQ(read->Details().privateNotes, "a\x80z");
-    EXPECT_EQ(read->ToJson(JSON_MODE_FILE)["notes"], "b\uFFFDy");
-    EXPECT_NE(CompactDump(read->ToJson(JSON_MODE_CLIENT)).find("\"privateNotes\":\"a\uFFFDz\""), std::string::npos);
+    EXPECT_EQ(json::parse(read->JSONstring(JSON_MODE_FILE))["notes"], "b\uFFFDy");
+    EXPECT_NE(read->JSONstring(JSON_MODE_CLIENT).find("\"privateNotes\":\"a\uFFFDz\""), std::string::npos);
 }
 
 TEST_F(JobFile, ExtractionGivesTheDocumentAsItLies) {
@@ -368,7 +368,7 @@ TEST_F(JobFile, TheValuesOfAnObjectServeAsMedia) {
 TEST_F(JobFile, AJobThatCannotBeReadKeepsWhatItHeld) {
     folder.Write("job.json", sampleFile);
     const auto job = Read();
-    const json before = job->ToJson(JSON_MODE_FILE);
+    const std::string before = job->JSONstring(JSON_MODE_FILE);
     for (const char* damage : {"/notes", "/customer/id", "/mediaFolder", "/version"}) {
         json document = json::parse(sampleFile);
         document["name"] = "other";
@@ -379,7 +379,7 @@ TEST_F(JobFile, AJobThatCannotBeReadKeepsWhatItHeld) {
         } else {
             EXPECT_EQ(handler.ParseJobFile(*job), JOBFILE_OP_MISSING_FIELDS) << damage;
         }
-        EXPECT_EQ(job->ToJson(JSON_MODE_FILE), before) << damage;
+        EXPECT_EQ(job->JSONstring(JSON_MODE_FILE), before) << damage;
     }
 }
 
@@ -415,13 +415,13 @@ TEST_F(JobFile, AWrongKindAtAnyPlaceIsAnAnswerAndNoException) {
             if (summaryResult != JOBFILE_OP_SUCCEEDED || result != JOBFILE_OP_SUCCEEDED)
                 continue;
             ++accepted;
-            const json before = job->ToJson(JSON_MODE_CLIENT);
+            const std::string before = job->JSONstring(JSON_MODE_CLIENT);
             ASSERT_EQ(handler.UpdateJobFile(*job), JOBFILE_OP_SUCCEEDED);
             ASSERT_EQ(folder.Read("job.json"), CompactDump(json::parse(folder.Read("job.json"))));
             const auto again = Read();
             ASSERT_EQ(summaryResult, JOBFILE_OP_SUCCEEDED);
             ASSERT_EQ(result, JOBFILE_OP_SUCCEEDED);
-            EXPECT_EQ(again->ToJson(JSON_MODE_CLIENT), before);
+            EXPECT_EQ(again->JSONstring(JSON_MODE_CLIENT), before);
         }
     EXPECT_GT(accepted, places.size());
 }
@@ -433,7 +433,7 @@ TEST_F(JobFile, TheFastReaderOfSummariesAndTheGeneralOneAgree) {
         folder.Write("job.json", text);
         Job job(path);
         const jobFileOpRtn_e code = handler.ParseJobFileSummary(job);
-        return std::tuple(code, job.SummaryToJson(JSON_MODE_FILE), log.TakeErrors());
+        return std::tuple(code, job.SummaryJSONstring(JSON_MODE_FILE), log.TakeErrors());
     };
     const auto expectAgreement = [&read](const std::string& text) {
         EXPECT_EQ(read(text), read("\xEF\xBB\xBF" + text)) << text;

@@ -178,7 +178,7 @@ TEST_F(JobContacts, ATextThatIsRefusedChangesNothing) {
          [&](const std::string& text) { return job.UpdateContactByJSONstring(text); }},
     };
     Testing::FillSampleJob(job);
-    const json before = job.ToJson(JSON_MODE_FILE);
+    const std::string before = job.JSONstring(JSON_MODE_FILE);
     for (const Operation& operation : operations) {
         const std::string start = "Job::" + operation.name + " - ";
         for (const std::string& text :
@@ -195,7 +195,7 @@ TEST_F(JobContacts, ATextThatIsRefusedChangesNothing) {
     for (const char* const text : {R"({"firstName":"Ann"})", R"({"id":257})", R"({"id":1.9})", R"({"id":-255})",
                                    R"({"id":1e300})", R"({"id":18446744073709551361})"})
         EXPECT_EQ(job.UpdateContactByJSONstring(text), JOB_RTN_INVALID_FIELDS) << text;
-    EXPECT_EQ(job.ToJson(JSON_MODE_FILE), before);
+    EXPECT_EQ(job.JSONstring(JSON_MODE_FILE), before);
 }
 
 } // namespace

@@ -138,11 +138,11 @@ TEST_F(JobMedia, AFileIsFoundInTheMediaFolderOrOneBelow) {
 
 TEST(JobJson, WritesTheLatestMediaFirstAndKeepsItsOwnOrder) {
     Job job(jobFile);
-    EXPECT_FALSE(job.ToJson(JSON_MODE_FILE).contains("media"));
+    EXPECT_FALSE(json::parse(job.JSONstring(JSON_MODE_FILE)).contains("media"));
     for (const char* minute : {"2", "9", "1", "5"})
         job.AddMediaItem(SampleMedia(MEDIA_TYPE_IMAGE, minute, std::string("2024-05-01T08:0") + minute + ":00Z"));
     std::string written, listed;
-    const json document = job.ToJson(JSON_MODE_CLIENT);
+    const json document = json::parse(job.JSONstring(JSON_MODE_CLIENT));
     for (const json& item : document["media"])
         written += item["id"].get<std::string>();
     for (const MediaRecord& record : job.MediaRecords())
@@ -158,10 +158,10 @@ TEST(JobJson, TheSummaryOfAnEmptyJobHoldsWhatAlwaysIsThere) {
               R"("mediaCounts":{"autologs":0,"images":0,"photoTalks":0,"total":0,"videos":0},)"
               R"("source":{"model":"","serial":"","version":""},"timestamp":{"createTime":"","modifiedTime":""},)"
               R"("type":"videoInspection","version":""})");
-    EXPECT_EQ(job.ToJson(JSON_MODE_CLIENT), job.SummaryToJson(JSON_MODE_CLIENT));
+    EXPECT_EQ(job.JSONstring(JSON_MODE_CLIENT), job.SummaryJSONstring());
     job.SetSyncStatus(true);
-    EXPECT_EQ(job.SummaryToJson(JSON_MODE_CLIENT)["syncStatus"], true);
-    EXPECT_FALSE(job.SummaryToJson(JSON_MODE_FILE).contains("syncStatus"));
+    EXPECT_EQ(json::parse(job.SummaryJSONstring(JSON_MODE_CLIENT))["syncStatus"], true);
+    EXPECT_FALSE(json::parse(job.SummaryJSONstring(JSON_MODE_FILE)).contains("syncStatus"));
     EXPECT_FALSE(job.IsLegacy());
     job.ChangeSummary([](JobSummary& summary) { summary.version = "1.0"; });
     EXPECT_TRUE(job.IsLegacy());
@@ -170,14 +170,14 @@ TEST(JobJson, TheSummaryOfAnEmptyJobHoldsWhatAlwaysIsThere) {
 TEST(JobJson, ClientsSeeAJobWithoutWhatOnlyItsFileNeeds) {
     Job job(jobFile);
     Testing::FillSampleJob(job);
-    json expected = job.ToJson(JSON_MODE_FILE);
+    json expected = json::parse(job.JSONstring(JSON_MODE_FILE));
     expected.erase("mediaFolder");
     expected["privateNotes"] = "ab";
     expected["customer"].erase("contactSource");
     for (json& contact : expected["contacts"])
         contact.erase("contactSource");
     expected["media"][0]["privateNotes"] = "xy";
-    EXPECT_EQ(job.ToJson(JSON_MODE_CLIENT), expected);
+    EXPECT_EQ(job.JSONstring(JSON_MODE_CLIENT), CompactDump(expected));
     EXPECT_EQ(job.AddressJSONstring(),
               R"({"city":"Ørsted","position":{"latitude":"1.5","longitude":"2.5"},"street":"5 Mill Lane"})");
     EXPECT_EQ(job.CustomerJSONstring(),

@@ -2,6 +2,7 @@
 
 #include "jobs/Json.h"
 #include "jobs/SampleJob.h"
+#include "jobs/ValuesJson.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +14,7 @@ namespace {
 TEST(Media, WritesWhatIsSet) {
     Media bare;
     bare.id = "m0";
-    EXPECT_EQ(CompactDump(ToJson(bare, JSON_MODE_FILE)),
+    EXPECT_EQ(WrittenText(bare, JSON_MODE_FILE),
               R"({"files":[],"id":"m0","isIncludedInReport":false,)"
               R"("source":{"model":"unknown","serial":"unknown","version":"unknown"},)"
               R"("timestamp":{"createTime":"","modifiedTime":""},"type":"none"})");
@@ -21,7 +22,7 @@ TEST(Media, WritesWhatIsSet) {
     bare.cameraRollAngle = 0;
     bare.distance = {true, 0, 0};
     bare.position.longitude = "2.5";
-    const json written = ToJson(bare, JSON_MODE_CLIENT);
+    const json written = json::parse(WrittenText(bare, JSON_MODE_CLIENT));
     EXPECT_EQ(written["cameraRollAngle"], 0);
     EXPECT_FALSE(written.contains("cameraInclinometerAngle"));
     EXPECT_EQ(CompactDump(written["distance"]), R"({"absolute":0,"relative":0})");
@@ -35,12 +36,12 @@ TEST(Media, ClientsSeeNotesAndStatesAndTheFileDoesNot) {
     item->files[0].state = MEDIA_FILE_STATE_UNPLAYABLE;
     item->files.push_back({MEDIA_FILE_MISC_DATA, "ok", 1, MEDIA_FILE_STATE_OK});
 
-    const json file = ToJson(*item, JSON_MODE_FILE);
+    const json file = json::parse(WrittenText(*item, JSON_MODE_FILE));
     EXPECT_EQ(CompactDump(file["privateNotes"]), "[21,75]");
     EXPECT_EQ(CompactDump(file["files"]),
               R"([{"name":"m2-imageFile","size":10,"type":"imageFile"},{"name":"ok","size":1,"type":"miscDataFile"}])");
 
-    const json client = ToJson(*item, JSON_MODE_CLIENT);
+    const json client = json::parse(WrittenText(*item, JSON_MODE_CLIENT));
     EXPECT_EQ(client["privateNotes"], "xy");
     EXPECT_EQ(CompactDump(client["files"]),
               R"([{"name":"m2-imageFile","size":10,"state":"unplayable","type":"imageFile"},)"
@@ -52,9 +53,9 @@ TEST(Media, NotesThatAreNoUtf8ReachTheClientReplaced) {
     item.id = "m1";
     item.privateNotes = "a\x80z";
     item.notes = "\xff";
-    EXPECT_EQ(CompactDump(ToJson(item, JSON_MODE_CLIENT)["privateNotes"]), "\"a\uFFFDz\"");
-    EXPECT_EQ(CompactDump(ToJson(item, JSON_MODE_CLIENT)["notes"]), "\"\uFFFD\"");
-    EXPECT_EQ(ToJson(item, JSON_MODE_FILE)["privateNotes"].size(), 3u);
+    EXPECT_EQ(CompactDump(json::parse(WrittenText(item, JSON_MODE_CLIENT))["privateNotes"]), "\"a\uFFFDz\"");
+    EXPECT_EQ(CompactDump(json::parse(WrittenText(item, JSON_MODE_CLIENT))["notes"]), "\"\uFFFD\"");
+    EXPECT_EQ(json::parse(WrittenText(item, JSON_MODE_FILE))["privateNotes"].size(), 3u);
 }
 
 struct UserDataRow {
