@@ -83,7 +83,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (!line.empty() && IsBusText(text))
             calls[static_cast<uint8_t>(line[0]) % std::size(calls)](job, text);
     }
-    job.JSONstring(JSON_MODE_CLIENT);
+    Fuzz::Require(nlohmann::json::accept(job.JSONstring(JSON_MODE_CLIENT)), "clients get JSON");
     nlohmann::json saved = nlohmann::json::parse(job.JSONstring(JSON_MODE_FILE));
     Job again;
     Fuzz::Require(Read(card.Write("job/job.json", CompactDump(saved)), again),

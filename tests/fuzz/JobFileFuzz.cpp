@@ -23,7 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Job job;
     if (!Read(card.Write("job/job.json", {reinterpret_cast<const char*>(data), size}), job))
         return 0;
-    job.JSONstring(JSON_MODE_CLIENT);
+    Fuzz::Require(nlohmann::json::accept(job.JSONstring(JSON_MODE_CLIENT)), "clients get JSON");
     const std::string saved = job.JSONstring(JSON_MODE_FILE);
     Job again;
     Fuzz::Require(Read(card.Write("saved/job.json", saved), again), "a saved job is read");

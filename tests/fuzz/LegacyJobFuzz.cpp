@@ -14,7 +14,7 @@ void Read(const std::string& path, jobFileOpRtn_e (JobFileHandlerJDB3::*parse)(J
     Job job(path);
     const std::clock_t start = std::clock();
     if ((handler.*parse)(job) == JOBFILE_OP_SUCCEEDED)
-        job.JSONstring(JSON_MODE_CLIENT);
+        Fuzz::Require(nlohmann::json::accept(job.JSONstring(JSON_MODE_CLIENT)), "clients get JSON");
     Fuzz::Require(std::clock() - start < 10 * CLOCKS_PER_SEC, "a reading has an end");
 }
 
