@@ -2,6 +2,7 @@
 
 #include "daemon/JobsManagerDaemon.h"
 #include "device/ManagedDevice.h"
+#include "jobs/TextFields.h"
 
 #include <string>
 #include <tuple>
@@ -87,10 +88,38 @@ CodeAndText GetMediaText(JobsManagerDaemon& daemon, const Text& dev, const Text&
     });
 }
 
-template <auto set>
-int32_t SetMediaText(JobsManagerDaemon& daemon, const Text& dev, const Text& job, const Text& media, const Text& text) {
+// Texts that are rows of `jobTextFields` or of `mediaTextFields`, by their key there
+
+template <FieldKey key>
+CodeAndText GetJobField(JobsManagerDaemon& daemon, const Text& dev, const Text& job) {
+    return CodeAnd<Text>([&](Text& text) {
+        return OnJob(daemon, dev, job, [&](ManagedDevice& device, const Text& id) {
+            return device.GetText(jobTextField<key>, id, text);
+        });
+    });
+}
+
+template <FieldKey key>
+int32_t SetJobField(JobsManagerDaemon& daemon, const Text& dev, const Text& job, const Text& text) {
     return OnJob(daemon, dev, job,
-                 [&](ManagedDevice& device, const Text& id) { return (device.*set)(id, media, text); });
+                 [&](ManagedDevice& device, const Text& id) { return device.SetText(jobTextField<key>, id, text); });
+}
+
+template <FieldKey key>
+CodeAndText GetMediaField(JobsManagerDaemon& daemon, const Text& dev, const Text& job, const Text& media) {
+    return CodeAnd<Text>([&](Text& text) {
+        return OnJob(daemon, dev, job, [&](ManagedDevice& device, const Text& id) {
+            return device.GetText(mediaTextField<key>, id, media, text);
+        });
+    });
+}
+
+template <FieldKey key>
+int32_t SetMediaField(JobsManagerDaemon& daemon, const Text& dev, const Text& job, const Text& media,
+                      const Text& text) {
+    return OnJob(daemon, dev, job, [&](ManagedDevice& device, const Text& id) {
+        return device.SetText(mediaTextField<key>, id, media, text);
+    });
 }
 
 // Whole devices: the rest of the call's arguments goes to the operation as it is.

@@ -1,6 +1,5 @@
-#include "device/AccessorNames.h"
+#include "device/Accessors.h"
 #include "device/JsonPage.h"
-#include "device/ManagedDevice.h"
 #include "fsutil/Paths.h"
 #include "jobs/JsonText.h"
 
@@ -63,8 +62,8 @@ jobsDaemonRtn_e ManagedDevice::GetSearchResultsJSONstring(uint16_t startIdx, uin
 }
 
 jobsDaemonRtn_e ManagedDevice::GetJobJSONstring(const std::string& jobID, std::string& text) {
-    OpenedJob opened;
-    const jobsDaemonRtn_e result = _FindOpenJob("GetJobJSONstring", jobID, opened);
+    Accessors::Opened opened;
+    const jobsDaemonRtn_e result = Accessors(*this).OpenJob("GetJobJSONstring", jobID, opened);
     if (result != JOBS_RTN_SUCCEEDED)
         return result;
     text = ObjectText([this, &job = *opened.job](JsonText& object) {
@@ -78,13 +77,12 @@ jobsDaemonRtn_e ManagedDevice::GetJobJSONstring(const std::string& jobID, std::s
 
 jobsDaemonRtn_e ManagedDevice::GetMediaItemJSONstring(const std::string& jobID, const std::string& mediaID,
                                                       std::string& text) {
-    OpenedJob opened;
-    std::shared_ptr<Media> media;
-    const jobsDaemonRtn_e result = GetMediaItem(jobID, mediaID, opened, media);
+    Accessors::Opened opened;
+    const jobsDaemonRtn_e result = Accessors(*this).OpenMedia(jobID, mediaID, opened);
     if (result != JOBS_RTN_SUCCEEDED)
         return result;
-    text = ObjectText([this, &job = *opened.job, &media](JsonText& object) {
-        WriteMembers(object, *media, JSON_MODE_CLIENT);
+    text = ObjectText([this, &job = *opened.job, &media = *opened.media](JsonText& object) {
+        WriteMembers(object, media, JSON_MODE_CLIENT);
         WriteMediaPlaces(*this, job, object);
     });
     return JOBS_RTN_SUCCEEDED;

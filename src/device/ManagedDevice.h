@@ -21,6 +21,9 @@
 
 namespace JobsManagerD {
 
+template <typename Owner>
+struct TextField;
+
 /// What the camera told beside a media item.
 struct MediaReadings {
     /// Degrees.
@@ -116,10 +119,16 @@ public:
 
     // Accessors (Accessors.cpp). All open a closed job on the way. ---------------------------------------------------
 
+    /// The texts that are rows of `jobTextFields`.
+    jobsDaemonRtn_e GetText(const TextField<JobDetails>& field, const std::string& jobID, std::string& text);
+    jobsDaemonRtn_e SetText(const TextField<JobDetails>& field, const std::string& jobID, const std::string& text);
+    /// The same of `mediaTextFields`. A change stamps the item and its job.
+    jobsDaemonRtn_e GetText(const TextField<Media>& field, const std::string& jobID, const std::string& mediaID,
+                            std::string& text);
+    jobsDaemonRtn_e SetText(const TextField<Media>& field, const std::string& jobID, const std::string& mediaID,
+                            const std::string& text);
+
     jobsDaemonRtn_e GetJobName(const std::string& jobID, std::string& name);
-    jobsDaemonRtn_e GetJobNotes(const std::string& jobID, std::string& notes);
-    jobsDaemonRtn_e GetJobPrivateNotes(const std::string& jobID, std::string& notes);
-    jobsDaemonRtn_e GetJobUserData(const std::string& jobID, std::string& userData);
     jobsDaemonRtn_e GetJobLocked(const std::string& jobID, bool& locked);
     jobsDaemonRtn_e GetJobAddressJSONstring(const std::string& jobID, std::string& text);
     jobsDaemonRtn_e GetJobCustomerJSONstring(const std::string& jobID, std::string& text);
@@ -129,9 +138,6 @@ public:
     jobsDaemonRtn_e GetJobMediaCounts(const std::string& jobID, MediaCounts& counts);
 
     jobsDaemonRtn_e SetJobName(const std::string& jobID, const std::string& name);
-    jobsDaemonRtn_e SetJobNotes(const std::string& jobID, const std::string& notes);
-    jobsDaemonRtn_e SetJobPrivateNotes(const std::string& jobID, const std::string& notes);
-    jobsDaemonRtn_e SetJobUserData(const std::string& jobID, const std::string& userData);
     jobsDaemonRtn_e SetJobLocked(const std::string& jobID, bool locked);
     jobsDaemonRtn_e SetJobAddressByJSONstring(const std::string& jobID, const std::string& text);
     jobsDaemonRtn_e ClearJobAddress(const std::string& jobID);
@@ -145,17 +151,7 @@ public:
     /// On the current job; nothing happens without one. Takes a parsed object.
     jobsDaemonRtn_e SetDefaultContactByJSONstring(const nlohmann::json& json, uint32_t contactSource);
 
-    jobsDaemonRtn_e GetMediaName(const std::string& jobID, const std::string& mediaID, std::string& name);
-    jobsDaemonRtn_e GetMediaNotes(const std::string& jobID, const std::string& mediaID, std::string& notes);
-    jobsDaemonRtn_e GetMediaPrivateNotes(const std::string& jobID, const std::string& mediaID, std::string& notes);
-    jobsDaemonRtn_e GetMediaData(const std::string& jobID, const std::string& mediaID, std::string& userData);
     jobsDaemonRtn_e GetMediaIsIncludedInReport(const std::string& jobID, const std::string& mediaID, bool& included);
-
-    jobsDaemonRtn_e SetMediaName(const std::string& jobID, const std::string& mediaID, const std::string& name);
-    jobsDaemonRtn_e SetMediaNotes(const std::string& jobID, const std::string& mediaID, const std::string& notes);
-    jobsDaemonRtn_e SetMediaPrivateNotes(const std::string& jobID, const std::string& mediaID,
-                                         const std::string& notes);
-    jobsDaemonRtn_e SetMediaData(const std::string& jobID, const std::string& mediaID, const std::string& userData);
     /// Saves only when the flag changes, and stamps no time.
     jobsDaemonRtn_e SetMediaIsIncludedInReport(const std::string& jobID, const std::string& mediaID, bool included);
 
@@ -252,21 +248,16 @@ public:
 
 private:
     // Each capability has its own helpers, in its own source.
-    struct AccessorNames;
     struct MediaRegistration;
     struct Transfer;
     struct TransferKind;
+    class Accessors;
     class Conversion;
     class Indexing;
     static const TransferKind _moving;
     static const TransferKind _copying;
 
     using JobLock = std::unique_lock<Locks::TimedMutex>;
-    /// A job that no task closes as long as this lives.
-    struct OpenedJob {
-        std::shared_ptr<Job> job;
-        std::unique_lock<Locks::Mutex> use;
-    };
     /// A job that lies in the trash.
     struct Deletion {
         std::string folder; ///< where it was
@@ -343,25 +334,6 @@ private:
     jobsDaemonRtn_e _FillJobFolder(Job& job);
     jobsDaemonRtn_e _RegisterMedia(const MediaRegistration& registration);
     jobsDaemonRtn_e _CheckNoPlaybackFrom(const std::vector<std::string>& files) const;
-
-    // Accessors
-    jobsDaemonRtn_e _OpenForUse(OpenedJob& opened);
-    jobsDaemonRtn_e _FindOpenJob(const AccessorNames& names, const std::string& jobID, OpenedJob& opened);
-    template <typename Read>
-    jobsDaemonRtn_e _ReadJob(const AccessorNames& names, const std::string& jobID, Read read);
-    template <typename Change>
-    jobsDaemonRtn_e _ChangeJob(const AccessorNames& names, const std::string& jobID, Change change);
-    jobsDaemonRtn_e _SaveChange(const AccessorNames& names, Job& job);
-    jobsDaemonRtn_e GetMediaItem(OpenedJob& opened, const std::string& mediaID, std::shared_ptr<Media>& media);
-    jobsDaemonRtn_e GetMediaItem(const std::string& jobID, const std::string& mediaID, OpenedJob& opened,
-                                 std::shared_ptr<Media>& media);
-    template <typename Read>
-    jobsDaemonRtn_e _ReadMedia(const char* method, const std::string& jobID, const std::string& mediaID, Read read);
-    jobsDaemonRtn_e _FindMediaToChange(const char* method, const std::string& jobID, const std::string& mediaID,
-                                       OpenedJob& opened, std::shared_ptr<Media>& media);
-    jobsDaemonRtn_e _SaveMediaChange(const char* method, Job& job);
-    jobsDaemonRtn_e _SetMediaText(const char* method, const std::string& jobID, const std::string& mediaID,
-                                  std::string Media::*field, const std::string& text);
 
     std::string _storagePath;
     std::string _dbusPath;

@@ -1,4 +1,4 @@
-#include "device/ManagedDevice.h"
+#include "device/Accessors.h"
 #include "device/Uuid.h"
 #include "fsutil/GuardedFs.h"
 #include "fsutil/Paths.h"
@@ -179,16 +179,11 @@ jobsDaemonRtn_e ManagedDevice::_CheckNoPlaybackFrom(const std::vector<std::strin
 }
 
 jobsDaemonRtn_e ManagedDevice::DeleteMediaItem(const std::string& jobID, const std::string& mediaID) {
-    const std::shared_ptr<Job> job = _FindJobOrLog(jobID, "DeleteMediaItem");
-    if (!job)
-        return JOBS_RTN_JOB_ID_NOT_FOUND;
-    OpenedJob opened{job, {}};
-    std::shared_ptr<Media> media;
-    const jobsDaemonRtn_e got = GetMediaItem(opened, mediaID, media);
-    if (got != JOBS_RTN_SUCCEEDED) {
-        syslog(LOG_ERR, "ManagedDevice::DeleteMediaItem - GetMediaItem returned error code: %i", got);
+    Accessors::Opened opened;
+    const jobsDaemonRtn_e got = Accessors(*this).OpenMediaToChange("DeleteMediaItem", jobID, mediaID, opened);
+    if (got != JOBS_RTN_SUCCEEDED)
         return got;
-    }
+    const std::shared_ptr<Job>& job = opened.job;
     const std::vector<std::string> files = job->MediaFilePaths(mediaID);
     const jobsDaemonRtn_e notPlaying = _CheckNoPlaybackFrom(files);
     if (notPlaying != JOBS_RTN_SUCCEEDED)
