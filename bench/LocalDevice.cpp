@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <thread>
 
 using namespace JobsManagerD;
 using nlohmann::json;
@@ -34,17 +35,49 @@ LocalDevice::~LocalDevice() {
 }
 
 void LocalDevice::Index(size_t jobs) {
-    Require(_device->FindDeviceJobs() == JOBS_RTN_SUCCEEDED, "the device is busy");
-    _isDone.acquire();
+    StartIndexing();
+    WaitForIdle();
     Require(_Jobs() == jobs, "not all jobs were found");
 }
 
+void LocalDevice::StartIndexing() { Require(_device->FindDeviceJobs() == JOBS_RTN_SUCCEEDED, "the device is busy"); }
+
+void LocalDevice::WaitForFirstJob() const {
+    while (_Jobs() == 0)
+        std::this_thread::sleep_for(std::chrono::microseconds(50));
+}
+
 void LocalDevice::CopyAllJobsTo(LocalDevice& destination) {
-    const size_t there = destination._Jobs();
+    const size_t expected = destination._Jobs() + _Jobs();
     Require(_device->CopyAllJobs(*destination._device) == JOBS_RTN_SUCCEEDED, "a device is busy");
-    _isDone.acquire();
-    destination._isDone.acquire();
-    Require(destination._Jobs() == there + _Jobs(), "not all jobs were copied");
+    _WaitForTransferTo(destination, expected);
+}
+
+void LocalDevice::MoveAllJobsTo(LocalDevice& destination) {
+    const size_t expected = destination._Jobs() + _Jobs();
+    Require(_device->MoveAllJobs(*destination._device) == JOBS_RTN_SUCCEEDED, "a device is busy");
+    _WaitForTransferTo(destination, expected);
+    Require(_Jobs() == 0, "not all jobs were moved");
+}
+
+void LocalDevice::_WaitForTransferTo(LocalDevice& destination, size_t jobs) {
+    WaitForIdle();
+    destination.WaitForIdle();
+    Require(destination._Jobs() == jobs, "not all jobs have arrived");
+}
+
+void LocalDevice::OpenJob(const std::string& id) {
+    Require(_device->OpenJob(id, false) == JOBS_RTN_SUCCEEDED, "the job cannot be opened");
+}
+
+void LocalDevice::CloseJob(const std::string& id) {
+    Require(_device->CloseJob(id) == JOBS_RTN_SUCCEEDED, "the job cannot be closed");
+}
+
+std::string LocalDevice::GetJob(const std::string& id) {
+    std::string text;
+    Require(_device->GetJobJSONstring(id, text) == JOBS_RTN_SUCCEEDED, "the job cannot be read");
+    return text;
 }
 
 void LocalDevice::DeleteAllJobs() {
