@@ -45,7 +45,7 @@ ProgressBar::ProgressBar(bool isJson) : _isShown(!isJson && Terminal::IsDrawnOn(
         return;
     struct sigaction leaving {};
     leaving.sa_handler = LeaveCleanLine;
-    leaving.sa_flags = SA_RESETHAND;
+    leaving.sa_flags = static_cast<int>(SA_RESETHAND);
     for (size_t at = 0; at < std::size(endingSignals); ++at)
         sigaction(endingSignals[at], &leaving, &_before[at]);
 }

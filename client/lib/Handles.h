@@ -44,7 +44,7 @@ public:
     std::string Message() const { return _error.message ? _error.message : ""; }
 
 private:
-    sd_bus_error _error = SD_BUS_ERROR_NULL;
+    sd_bus_error _error{nullptr, nullptr, 0};
 };
 
 } // namespace libjobsdaemon

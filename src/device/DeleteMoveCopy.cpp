@@ -23,7 +23,6 @@ namespace JobsManagerD {
 namespace {
 
 constexpr const char* deleteName = "DeleteJobInternal";
-constexpr const char* transferName = "ManagedDevice::MoveCopyInternal";
 
 /// By the plain system calls, for when nothing else helps.
 bool DeletePlainly(const std::string& path) {

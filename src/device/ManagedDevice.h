@@ -276,8 +276,8 @@ private:
     /// FindJob with the line that all operations share when there is none.
     std::shared_ptr<Job> _FindJobOrLog(const std::string& jobID, const char* method) const;
     /// The job's lock. A call waits for a task that has it, but not for long, and gets none then, which is logged; a
-    /// task waits for as long as it takes.
-    JobLock _LockJob(Job& job, const char* method) const;
+    /// task waits for as long as it takes. Unchecked, because the lock leaves the function in what it returns.
+    JobLock _LockJob(Job& job, const char* method) const NO_THREAD_SAFETY_ANALYSIS;
     /// Waits likewise for the end of a copying of the job. True, with a line, when it still goes on.
     bool _IsCopiedLogged(const std::string& jobID, const char* method) const;
     bool _IsCurrentJobLogged(const std::string& jobID, const char* method) const;

@@ -13,13 +13,13 @@ const std::string manager = "com.corvane.common.JobsManagerDaemon1";
 std::string Attribute(const std::string& line, const std::string& name) {
     const std::string opening = " " + name + "=\"";
     const size_t start = line.find(opening);
-    return start == std::string::npos ? ""
-                                      : line.substr(start + opening.size(),
-                                                    line.find('"', start + opening.size()) - start - opening.size());
+    return start == std::string::npos
+               ? ""
+               : line.substr(start + opening.size(), line.find('"', start + opening.size()) - start - opening.size());
 }
 
 struct Member {
-    std::string kind; ///< "method", "signal" or "property"
+    std::string kind;  ///< "method", "signal" or "property"
     std::string types; ///< "ss -> (iss)"; of a signal or property its types alone
     bool isDescribed = false;
     bool namesArguments = true;

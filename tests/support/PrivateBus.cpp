@@ -18,9 +18,9 @@ namespace {
 std::string Configuration(const std::string& folder) {
     std::string limits;
     for (const char* name :
-         {"max_incoming_bytes", "max_outgoing_bytes", "max_completed_connections",
-          "max_incomplete_connections", "max_connections_per_user", "max_pending_service_starts",
-          "max_names_per_connection", "max_match_rules_per_connection", "max_replies_per_connection"})
+         {"max_incoming_bytes", "max_outgoing_bytes", "max_completed_connections", "max_incomplete_connections",
+          "max_connections_per_user", "max_pending_service_starts", "max_names_per_connection",
+          "max_match_rules_per_connection", "max_replies_per_connection"})
         limits += std::string("  <limit name=\"") + name + "\">100000000</limit>\n";
     return "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
            " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"

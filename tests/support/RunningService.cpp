@@ -76,8 +76,7 @@ void RunningService::_Serve(std::promise<int32_t> initResult) {
     eventfd_read(_stopDescriptor, &count);
     // Workers end with the process of the service; here the process goes on.
     for (const auto& [id, folder] : _cards)
-        if (const auto device = daemon.FindDevice(id))
-        {
+        if (const auto device = daemon.FindDevice(id)) {
             std::promise<void> ended;
             device->Cancel([&ended] { ended.set_value(); });
             ended.get_future().wait();
