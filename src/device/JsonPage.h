@@ -20,7 +20,7 @@ inline size_t PageSize(size_t startIdx, size_t limit, size_t size) {
 /// A JSON array of texts that are JSON. JOBS_RTN_INVALID_RANGE, with a line, for one that no message could carry.
 template <typename Page, typename TextOf>
 jobsDaemonRtn_e JoinPage(const Page& page, TextOf textOf, std::string& text) {
-    text = "[";
+    text.assign(1, '[');
     for (const auto& item : page) {
         if (text.size() > 1)
             text += ',';
