@@ -3,6 +3,7 @@
 #include "device/ManagedDevice.h"
 
 #include <syslog.h>
+#include <utility>
 
 namespace JobsManagerD {
 
@@ -79,8 +80,9 @@ void ManagedDevice::_DeleteJobListTask(const std::vector<std::string>& jobIDs) {
                 },
             .finish =
                 [this, &deletions] {
-                    const std::vector<jobsDaemonRtn_e> codes(deletions.size(), JOBS_RTN_SUCCEEDED);
-                    _FinishDeletions(deletions);
+                    std::vector<Deletion> window = std::exchange(deletions, {});
+                    const std::vector<jobsDaemonRtn_e> codes(window.size(), JOBS_RTN_SUCCEEDED);
+                    _FinishDeletions(window);
                     return codes;
                 },
             .tellProgress = [this](int32_t percent, int32_t nDeleted,

@@ -65,7 +65,7 @@ public:
     void Finish(Tell tell) {
         if (_jobIDs.empty())
             return;
-        const std::vector<jobsDaemonRtn_e> codes = _task.finish();
+        const std::vector<jobsDaemonRtn_e> codes = _FinishContained();
         for (size_t i = 0; i < _jobIDs.size(); ++i)
             tell(_jobIDs[i], codes[i]);
         _nFinished += _jobIDs.size();
@@ -82,6 +82,13 @@ private:
     } catch (const std::exception& exception) {
         syslog(LOG_ERR, "RunJobListTask - job %s: %s", jobID.c_str(), exception.what());
         return JOBS_RTN_FS_ERROR;
+    }
+
+    std::vector<jobsDaemonRtn_e> _FinishContained() const try {
+        return _task.finish();
+    } catch (const std::exception& exception) {
+        syslog(LOG_ERR, "RunJobListTask - %zu jobs: %s", _jobIDs.size(), exception.what());
+        return std::vector<jobsDaemonRtn_e>(_jobIDs.size(), JOBS_RTN_FS_ERROR);
     }
 
     /// In seconds: what a cancel may have to wait for.

@@ -4,6 +4,7 @@
 #include "device/Transfer.h"
 
 #include <syslog.h>
+#include <utility>
 
 namespace JobsManagerD {
 
@@ -152,7 +153,11 @@ void ManagedDevice::_TransferTask(const TransferKind& kind, ManagedDevice& destD
             .reportsOnlyChanges = kind.reportsOnlyChanges,
             .begin =
                 [&](const std::string& jobID) { return _BeginTransfer(transfers, destDevice, jobID, kind.isMove); },
-            .finish = [&] { return _FinishTransfers(transfers, false); },
+            .finish =
+                [&] {
+                    std::vector<Transfer> window = std::exchange(transfers, {});
+                    return _FinishTransfers(window, false);
+                },
             .tellProgress =
                 [&](int32_t percent, int32_t nDone, int32_t nTotal) {
                     (this->*kind.progress).Raise(*this, destination, percent, nDone, nTotal);

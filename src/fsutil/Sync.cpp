@@ -1,7 +1,6 @@
 #include "fsutil/Sync.h"
 
 #include "fsutil/FileDescriptor.h"
-#include "fsutil/Paths.h"
 #include "fsutil/SystemCalls.h"
 
 #include <cerrno>
@@ -31,11 +30,6 @@ std::error_code SyncNewJob(const std::string& mediaFolder, const std::string& jo
         if (const std::error_code failure = SyncFolder(folder))
             return failure;
     return {};
-}
-
-std::error_code SyncArrival(const std::string& jobFile) {
-    const std::error_code failure = SyncFilesystem(DirectoryPart(jobFile));
-    return failure ? failure : SyncFile(jobFile);
 }
 
 } // namespace JobsManagerD

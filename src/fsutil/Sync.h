@@ -21,7 +21,4 @@ std::error_code SyncFilesystem(const std::string& path);
 /// A job that was made just now, after its first save: its media folder, its folder, the mount point.
 std::error_code SyncNewJob(const std::string& mediaFolder, const std::string& jobFolder, const std::string& mountPoint);
 
-/// A job whose folder has been renamed into place: all of the filesystem, the job file last.
-std::error_code SyncArrival(const std::string& jobFile);
-
 } // namespace JobsManagerD

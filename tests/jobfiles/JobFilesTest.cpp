@@ -215,17 +215,14 @@ TEST_F(JobFilesTest, ACopyHasTheWholeFolder) {
     EXPECT_TRUE(files.CopyFolder(job, Path("third"))) << "a job without its file is none";
 }
 
-TEST_F(JobFilesTest, NewAndArrivingJobsAreSyncedInOrder) {
+TEST_F(JobFilesTest, ANewJobIsSyncedFromTheInside) {
     Testing::RecordedCalls calls;
     folder.Write("J/job.json", "{}");
     folder.MakeFolder("J/media");
     EXPECT_FALSE(SyncNewJob(Path("J/media"), Path("J"), folder.Path()));
-    EXPECT_FALSE(SyncArrival(job));
-    EXPECT_EQ(calls.lines, (Lines{"sync media", "sync J", "sync " + folder.Path().filename().string(), "syncfs J",
-                                  "sync job.json"}));
+    EXPECT_EQ(calls.lines, (Lines{"sync media", "sync J", "sync " + folder.Path().filename().string()}));
     calls.before = [](const std::string& line) { return line.ends_with(" J") ? EIO : 0; };
     EXPECT_EQ(SyncNewJob(Path("J/media"), Path("J"), folder.Path()), std::errc::io_error);
-    EXPECT_EQ(SyncArrival(job), std::errc::io_error);
 }
 
 /// What a child process has taken in memory, in bytes, when four threads read one file each.
